@@ -1,0 +1,14 @@
+// The one public header of the ut library: it declares the whole library for the receiver and
+// the tests. Files inside lib/ include the headers of what they use instead, so that the include
+// graph shows the layering: err and text at the bottom, then time, file, net and console.
+#ifndef UT_H
+#define UT_H
+
+#include "err/err.h"
+#include "text/bytes.h"
+#include "text/mem.h"
+#include "text/num.h"
+#include "text/ring.h"
+#include "text/str.h"
+
+#endif

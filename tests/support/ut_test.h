@@ -1,0 +1,21 @@
+// Helpers shared by the unit tests: turning library texts into std::string for comparisons.
+#ifndef UT_TEST_H
+#define UT_TEST_H
+
+#include <string>
+
+#include "ut.h"
+
+// The text, or "<null>" for a null pointer, so that null and "" compare differently.
+inline std::string show(const char* p) {
+    return p ? p : "<null>";
+}
+
+// show() of a heap string that the test owns, which is freed.
+inline std::string take(char* p) {
+    std::string s = show(p);
+    MEM_FR(&p);
+    return s;
+}
+
+#endif

@@ -1,0 +1,101 @@
+// Allocation, the scratch ring and the decimal formatter used inside error messages.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "support/ut_test.h"
+#include "ut.h"
+
+// A refused allocation names the request and the free memory, and gives nothing back.
+TEST(Mem, FailedAllocationRaisesItsMessage) {
+    EXPECT_EQ(MEM_AL(0), nullptr);
+    std::string e = ERR_S();
+    EXPECT_EQ(e.rfind("Mem alloc failure (req=0 free=", 0), 0u) << e;
+    EXPECT_EQ(e.back(), ')');
+
+    char* p = MEM_AL(8);
+    const unsigned long huge = 1UL << 62;
+    EXPECT_EQ(MEM_REAL(p, huge), p);  // the old block survives a refused resize
+    e = ERR_S();
+    EXPECT_EQ(e.rfind("Mem alloc failure (req=" + std::to_string(huge) + " free=", 0), 0u) << e;
+    p = MEM_REAL(p, 16);
+    p = MEM_REAL(p, 0);  // frees
+    EXPECT_EQ(p, nullptr);
+    EXPECT_EQ(err_, 0);
+}
+
+TEST(Mem, TracingCountsLiveBlocksButNotScratch) {
+    mem_al_dbg = 1;
+    char* a = MEM_AL(4);
+    char* b = S_CP("x");
+    EXPECT_EQ(mem_al_cnt, 2);
+    UT_S_CP("scratch");
+    V_S10(5, nullptr, 0);
+    EXPECT_EQ(mem_al_cnt, 2);
+    MEM_FR(&a);
+    MEM_FR(&b);
+    MEM_FR(&b);
+    EXPECT_EQ(mem_al_cnt, 0);
+    UT_FREE();
+    EXPECT_EQ(mem_al_cnt, 0);
+}
+
+TEST(Mem, ByteCopyAndClear) {
+    char dst[4] = {'w', 'x', 'y', 'z'};
+    B_B("ab", 2, dst);
+    B_B(nullptr, 1, dst + 3);
+    EXPECT_EQ(std::string(dst, 4), std::string("abyz", 3) + '\0');
+    char* c = BF_CP("a\0b", 3);
+    EXPECT_EQ(std::string(c, 3), std::string("a\0b", 3));
+    MEM_FR(&c);
+    EXPECT_EQ(BF_CP("a", 0), nullptr);
+    EXPECT_GT(TOTAL_MEM(), AVAIL_MEM());
+}
+
+// A scratch string lives through 2047 further scratch allocations; the 2048th reuses its slot.
+TEST(Ring, ScratchStringLivesForTwoThousandFortySevenAllocations) {
+    char* s = UT_S_CP("kept");
+    uint16_t slot = ut_x;
+    EXPECT_EQ(ut_pt[slot], s);
+    for (int i = 0; i < 2047; i++) UT_AL(1);
+    EXPECT_STREQ(s, "kept");
+    EXPECT_EQ(ut_pt[slot], s);
+    UT_AL(100000);  // too big to land where s was: the slot must now hold another block
+    EXPECT_EQ(ut_x, slot);
+    EXPECT_NE(ut_pt[slot], s);
+    UT_FREE();
+    EXPECT_EQ(ut_pt, nullptr);
+    EXPECT_EQ(ut_x, 0);
+    EXPECT_STREQ(UT_SM_CP("a", "b", nullptr), "ab");  // a new ring after UT_FREE
+    EXPECT_EQ(ut_x, 0);
+}
+
+TEST(Num, DecimalTextWithCommas) {
+    struct Row {
+        long n;
+        const char* fmt;
+        char commas;
+        const char* want;
+    } rows[] = {
+        {-5, nullptr, 0, "-5"},
+        {0, nullptr, 1, "0"},
+        {999, nullptr, 1, "999"},
+        {1000, nullptr, 1, "1,000"},
+        {1234567, nullptr, 1, "1,234,567"},
+        {-1234567, nullptr, 1, "-1,234,567"},
+        {123456, nullptr, 1, "123,456"},
+        {42, "%05ld", 0, "00042"},
+        {2147483647L, nullptr, 0, "2147483647"},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.want);
+        EXPECT_STREQ(V_S10(r.n, r.fmt, r.commas), r.want);
+    }
+}
+
+TEST(Num, DecimalTextWorksWhileAnErrorIsPending) {
+    S_ERR("pending");
+    EXPECT_STREQ(V_S10(70000, nullptr, 0), "70000");
+    EXPECT_EQ(psh_err_cnt, 0);
+    EXPECT_STREQ(ERR_S(), "pending");
+}
