@@ -11,6 +11,7 @@ uint16_t ut_x = 0;
 static const uint16_t ring_slots = 2048;
 
 char* UT_AL(unsigned long n) {
+    static const char* const rtn = "UT_AL";
     if (err_) return nullptr;
     char trace = mem_al_dbg;
     mem_al_dbg = 0;
@@ -27,7 +28,7 @@ char* UT_AL(unsigned long n) {
         p = ut_pt[ut_x] = MEM_AL(n + 1);
     }
     mem_al_dbg = trace;
-    RTN_ERR("UT_AL");
+    RTN_ERR(rtn);
     return p;
 }
 

@@ -88,29 +88,33 @@ uint16_t S_SZ(const char* s) {
 }
 
 char* S_CP(const char* s) {
+    static const char* const rtn = "S_CP";
     if (err_ || !s) return nullptr;
-    return copy("S_CP", s, S_SZ(s), 0);
+    return copy(rtn, s, S_SZ(s), 0);
 }
 
 char* S_RP(char* old, const char* src) {
+    static const char* const rtn = "S_RP";
     if (err_) return old;
     char* c = S_CP(src);
-    if (RTN_ERR("S_RP")) return old;
+    if (RTN_ERR(rtn)) return old;
     MEM_FR(&old);
     return c;
 }
 
 char* SM_CP(const char* piece, ...) {
+    static const char* const rtn = "SM_CP";
     if (err_ || !piece) return nullptr;
     const char* pieces[max_pieces];
     va_list ap;
     va_start(ap, piece);
     int n = gather(piece, ap, pieces);
     va_end(ap);
-    return join("SM_CP", pieces, n, 0);
+    return join(rtn, pieces, n, 0);
 }
 
 char* SM_RP(char* old, ...) {
+    static const char* const rtn = "SM_RP";
     if (err_) return old;
     const char* pieces[max_pieces];
     va_list ap;
@@ -121,20 +125,21 @@ char* SM_RP(char* old, ...) {
         MEM_FR(&old);
         return nullptr;
     }
-    char* joined = join("SM_RP", pieces, n, 0);
+    char* joined = join(rtn, pieces, n, 0);
     if (joined) MEM_FR(&old);
     return joined;
 }
 
 char* S_A(char* s, const char* t) {
+    static const char* const rtn = "S_A";
     if (err_ || !t || !*t) return s;
     if (!s) {
         char* c = S_CP(t);
-        RTN_ERR("S_A");
+        RTN_ERR(rtn);
         return c;
     }
     const char* pieces[] = {s, t};
-    char* joined = join("S_A", pieces, 2, 0);
+    char* joined = join(rtn, pieces, 2, 0);
     if (!joined) return s;
     MEM_FR(&s);
     return joined;
@@ -146,34 +151,38 @@ char* B_A(char* s, char c) {
 }
 
 char* SM_A(char* s, ...) {
+    static const char* const rtn = "SM_A";
     if (err_) return nullptr;
     va_list ap;
     va_start(ap, s);
-    char* joined = append("SM_A", s, ap);
+    char* joined = append(rtn, s, ap);
     va_end(ap);
     return joined;
 }
 
 char* UT_SM_A(char* s, ...) {
+    static const char* const rtn = "UT_SM_A";
     if (err_) return nullptr;
     va_list ap;
     va_start(ap, s);
-    char* joined = append("UT_SM_A", s, ap);
+    char* joined = append(rtn, s, ap);
     va_end(ap);
     return joined;
 }
 
 char* S_X(const char* s, unsigned long from, unsigned long to) {
+    static const char* const rtn = "S_X";
     if (err_ || !s || !range(s, from, &to)) return nullptr;
-    return copy("S_X", s + from, to - from, 0);
+    return copy(rtn, s + from, to - from, 0);
 }
 
 char* PAD_RP(char* s, uint16_t w) {
+    static const char* const rtn = "PAD_RP";
     if (err_ || !s) return s;
     uint16_t len = S_SZ(s);
     if (len >= w) return s;
     char* p = MEM_AL(w + 1UL);
-    if (RTN_ERR("PAD_RP")) return s;
+    if (RTN_ERR(rtn)) return s;
     memcpy(p, s, len);
     memset(p + len, ' ', w - len);
     p[w] = 0;
@@ -228,21 +237,24 @@ char* RCDF_AL() {
 }
 
 char* UT_S_CP(const char* s) {
+    static const char* const rtn = "UT_S_CP";
     if (err_ || !s) return nullptr;
-    return copy("UT_S_CP", s, S_SZ(s), 1);
+    return copy(rtn, s, S_SZ(s), 1);
 }
 
 char* UT_SM_CP(const char* piece, ...) {
+    static const char* const rtn = "UT_SM_CP";
     if (err_ || !piece) return nullptr;
     const char* pieces[max_pieces];
     va_list ap;
     va_start(ap, piece);
     int n = gather(piece, ap, pieces);
     va_end(ap);
-    return join("UT_SM_CP", pieces, n, 1);
+    return join(rtn, pieces, n, 1);
 }
 
 char* UT_S_X(const char* s, unsigned long from, unsigned long to) {
+    static const char* const rtn = "UT_S_X";
     if (err_ || !s || !range(s, from, &to)) return nullptr;
-    return copy("UT_S_X", s + from, to - from, 1);
+    return copy(rtn, s + from, to - from, 1);
 }
