@@ -5,10 +5,13 @@
 #define UT_H
 
 #include "err/err.h"
+#include "err/dbg.h"
 #include "text/bytes.h"
 #include "text/mem.h"
 #include "text/num.h"
 #include "text/ring.h"
 #include "text/str.h"
+#include "text/match.h"
+#include "console/kbd.h"
 
 #endif

@@ -69,33 +69,3 @@ TEST(Ring, ScratchStringLivesForTwoThousandFortySevenAllocations) {
     EXPECT_STREQ(UT_SM_CP("a", "b", nullptr), "ab");  // a new ring after UT_FREE
     EXPECT_EQ(ut_x, 0);
 }
-
-TEST(Num, DecimalTextWithCommas) {
-    struct Row {
-        long n;
-        const char* fmt;
-        char commas;
-        const char* want;
-    } rows[] = {
-        {-5, nullptr, 0, "-5"},
-        {0, nullptr, 1, "0"},
-        {999, nullptr, 1, "999"},
-        {1000, nullptr, 1, "1,000"},
-        {1234567, nullptr, 1, "1,234,567"},
-        {-1234567, nullptr, 1, "-1,234,567"},
-        {123456, nullptr, 1, "123,456"},
-        {42, "%05ld", 0, "00042"},
-        {2147483647L, nullptr, 0, "2147483647"},
-    };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.want);
-        EXPECT_STREQ(V_S10(r.n, r.fmt, r.commas), r.want);
-    }
-}
-
-TEST(Num, DecimalTextWorksWhileAnErrorIsPending) {
-    S_ERR("pending");
-    EXPECT_STREQ(V_S10(70000, nullptr, 0), "70000");
-    EXPECT_EQ(psh_err_cnt, 0);
-    EXPECT_STREQ(ERR_S(), "pending");
-}
