@@ -12,6 +12,13 @@
 #include "text/ring.h"
 #include "text/str.h"
 #include "text/match.h"
+#include "time/clock.h"
+#include "time/env.h"
+#include "file/stat.h"
+#include "file/path.h"
+#include "file/fl.h"
+#include "file/whole.h"
+#include "file/slot.h"
 #include "console/kbd.h"
 
 #endif
