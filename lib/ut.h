@@ -19,6 +19,8 @@
 #include "file/fl.h"
 #include "file/whole.h"
 #include "file/slot.h"
+#include "file/exe.h"
+#include "file/mv.h"
 #include "console/kbd.h"
 
 #endif
