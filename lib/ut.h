@@ -21,6 +21,8 @@
 #include "file/slot.h"
 #include "file/exe.h"
 #include "file/mv.h"
+#include "net/host.h"
+#include "net/sck.h"
 #include "console/kbd.h"
 
 #endif
