@@ -14,6 +14,8 @@
 #include "text/match.h"
 #include "time/clock.h"
 #include "time/env.h"
+#include "time/tmtext.h"
+#include "time/cl.h"
 #include "file/stat.h"
 #include "file/path.h"
 #include "file/fl.h"

@@ -1,12 +1,13 @@
 // Checked allocation and the allocation trace. Owns mem_al_dbg, mem_al_cnt and the failure text.
-// The trace counts blocks; the per-block log line of level 2 is handed to trace_line, which the
-// debug log takes over. Error texts are built with lib/err and the number formatter.
+// The trace counts blocks and, at level 2, logs each one through the debug log. Error texts are
+// built with lib/err and the number formatter.
 #include "text/mem.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <sys/sysinfo.h>
 
+#include "err/dbg.h"
 #include "err/err.h"
 #include "text/num.h"
 
@@ -17,11 +18,19 @@ const char* mem_alloc_fail = "Mem alloc failure";
 static int mem_depth = 0;  // MEM_AL calls under way; only the outermost one is traced
 static int err_depth = 0;  // MEM_ERR calls under way; building the message may itself run dry
 
-// Counts a block in (+1) or out (-1) and, at level 2, logs it. Called only while tracing.
+// Counts a block in (+1) or out (-1) and, at level 2, logs it: "MEM_AL:pt=<hex> cnt=<n>". The
+// log call runs with tracing and echo off, so that it does not trace itself; nothing is logged
+// from inside a log write, whose own blocks would otherwise be refused as recursion.
 static void trace(const char* what, const void* p, int step) {
     mem_al_cnt += step;
-    (void)what;
-    (void)p;
+    if (mem_al_dbg != 2 || dbg_active) return;
+    char echo = dbg_vd;
+    mem_al_dbg = 0;
+    dbg_vd = 0;
+    SM_DBG(what, ":pt=", V_S16(reinterpret_cast<uintptr_t>(p), nullptr, nullptr),
+           " cnt=", V_S10(mem_al_cnt, nullptr, 0), nullptr);
+    mem_al_dbg = 2;
+    dbg_vd = echo;
 }
 
 char* MEM_AL(unsigned long n) {
