@@ -64,6 +64,13 @@ static int gather(const char* first, va_list ap, const char** out) {
     return n;
 }
 
+// The SM_CP family's worker: the listed pieces, first included, joined into the chosen pool.
+static char* join_list(const char* rtn, const char* first, va_list ap, char scratch) {
+    const char* pieces[max_pieces];
+    int n = gather(first, ap, pieces);
+    return join(rtn, pieces, n, scratch);
+}
+
 // The SM_A family's worker: base (taken over, may be null) with the listed pieces appended.
 // No pieces: base itself. Joined: base freed. Failed: null, base still the caller's.
 static char* append(const char* rtn, char* base, va_list ap) {
@@ -105,12 +112,11 @@ char* S_RP(char* old, const char* src) {
 char* SM_CP(const char* piece, ...) {
     static const char* const rtn = "SM_CP";
     if (err_ || !piece) return nullptr;
-    const char* pieces[max_pieces];
     va_list ap;
     va_start(ap, piece);
-    int n = gather(piece, ap, pieces);
+    char* joined = join_list(rtn, piece, ap, 0);
     va_end(ap);
-    return join(rtn, pieces, n, 0);
+    return joined;
 }
 
 char* SM_RP(char* old, ...) {
@@ -245,12 +251,11 @@ char* UT_S_CP(const char* s) {
 char* UT_SM_CP(const char* piece, ...) {
     static const char* const rtn = "UT_SM_CP";
     if (err_ || !piece) return nullptr;
-    const char* pieces[max_pieces];
     va_list ap;
     va_start(ap, piece);
-    int n = gather(piece, ap, pieces);
+    char* joined = join_list(rtn, piece, ap, 1);
     va_end(ap);
-    return join(rtn, pieces, n, 1);
+    return joined;
 }
 
 char* UT_S_X(const char* s, unsigned long from, unsigned long to) {

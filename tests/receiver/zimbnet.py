@@ -72,11 +72,10 @@ class Net:
         with tempfile.NamedTemporaryFile() as f:
             f.write(payload)
             f.flush()
-            done = self.sender(sys.executable, CLIENT, RECV_IP, str(port), f.name, str(hold),
-                               timeout=timeout)
-        if done.returncode != 0:
-            raise AssertionError(f"client failed: {done.stderr.decode()}")
-        return done.stdout
+            reply, err = self.start_client(f.name, hold, port).communicate(timeout=timeout)
+        if err:
+            raise AssertionError(f"client failed: {err.decode()}")
+        return reply
 
     def start_client(self, payload_file, hold=0.0, port=9500):
         """Starts a client in the background; .communicate() gives the reply."""
@@ -88,8 +87,7 @@ class Net:
 class Zimb:
     """zimb running in the receiving namespace under a pseudo-terminal, in workdir."""
 
-    def __init__(self, net, workdir, args=(), env=None):
-        self.net, self.workdir = net, workdir
+    def __init__(self, net, workdir, args=()):
         self.vartmp = os.path.join(workdir, "vartmp")
         os.makedirs(self.vartmp, exist_ok=True)
         hosts = os.path.join(workdir, "hosts")
@@ -100,7 +98,6 @@ class Zimb:
         cmd = ["ip", "netns", "exec", net.recv_ns, "unshare", "--uts", "--mount",
                "--propagation", "private", "sh", "-c", setup, ZIMB, *args]
         environ = dict(os.environ, ASAN_OPTIONS="detect_leaks=0")  # zimb keeps its buffers
-        environ.update(env or {})
         self.master, slave = pty.openpty()
         self.proc = subprocess.Popen(cmd, stdin=slave, stdout=slave, stderr=slave, env=environ,
                                      start_new_session=True)
