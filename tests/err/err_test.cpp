@@ -4,152 +4,105 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "support/ut_test.h"
 #include "ut.h"
 
-// Raising: the first error wins; null and empty texts read "(null)" for S_ERR, "" for SM_ERR.
+// Ten one-digit pieces, to build a list longer than 49 pieces.
+#define TEN "0", "1", "2", "3", "4", "5", "6", "7", "8", "9"
+
+// Raising: the first error wins; null and empty texts read "(null)" for S_ERR, "" for SM_ERR; a
+// joined raise takes at most 49 pieces (those past them must not be read). Reading clears.
 TEST(Err, RaiseKeepsTheFirstErrorAndItsExactText) {
-    struct Row {
-        const char* first;
-        const char* second;
-        const char* want;
-    } rows[] = {
-        {"x", nullptr, "x"},
-        {nullptr, nullptr, "(null)"},
-        {"", nullptr, "(null)"},
-        {"first", "second", "first"},
+    const std::tuple<void (*)(), const char*> rows[] = {
+        {[] { S_ERR(nullptr); }, "(null)"},
+        {[] { S_ERR(""); }, "(null)"},
+        {[] { S_ERR("first"), S_ERR("second"); }, "first"},
+        {[] { S_ERR("first"), SM_ERR("second", nullptr); }, "first"},
+        {[] { SM_ERR(nullptr, nullptr); }, ""},
+        {[] { SM_ERR("a", nullptr, "b", nullptr); }, "a"},
+        {[] { SM_ERR(TEN, TEN, TEN, TEN, TEN, TEN, nullptr); },
+         "0123456789012345678901234567890123456789012345678"},
     };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.want);
+    for (const auto& [raise, want] : rows) {
+        SCOPED_TRACE(want);
         ERR_S();
-        S_ERR(r.first);
-        if (r.second) S_ERR(r.second);
+        raise();
         ASSERT_EQ(err_, 1);
-        EXPECT_STREQ(ERR_S(), r.want);
-        EXPECT_EQ(err_, 0);
+        EXPECT_STREQ(ERR_S(), want);
         EXPECT_EQ(ERR_S(), nullptr);  // nothing pending any more
     }
-    SM_ERR(nullptr, nullptr);
-    EXPECT_STREQ(ERR_S(), "");
-    SM_ERR("a", nullptr, "b", nullptr);
-    EXPECT_STREQ(ERR_S(), "a");
 }
 
-TEST(Err, JoinedRaisesTakeAtMostFortyNinePieces) {
-    std::string want;
-    for (int i = 0; i < 49; i++) want += static_cast<char>('0' + i % 10);
-    // 60 pieces: the list goes on past the 49th, and those pieces must not be read.
-    const char* d[10] = {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"};
-    SM_ERR(d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7], d[8], d[9], d[0], d[1], d[2], d[3], d[4],
-           d[5], d[6], d[7], d[8], d[9], d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7], d[8], d[9],
-           d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7], d[8], d[9], d[0], d[1], d[2], d[3], d[4],
-           d[5], d[6], d[7], d[8], d[9], d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7], d[8], d[9],
-           nullptr);
-    EXPECT_EQ(ERR_S(), want);
-}
-
-// The trail: each level adds " [name]" behind the innermost failure.
-TEST(Err, TrailAppendsCallerNamesInOrder) {
-    EXPECT_EQ(RTN_ERR("S_CP"), 0);
+// The trail: each level adds " [name]" behind the innermost failure, and the cleared text stays
+// readable. Appending revives that last cleared text; SM_ERRA without a first piece does nothing.
+TEST(Err, TrailAndAppendExtendTheText) {
     S_ERR("x");
     EXPECT_EQ(RTN_ERR("S_CP"), 1);
     EXPECT_EQ(RTN_ERR("S_RP"), 1);
     EXPECT_STREQ(ERR_S(), "x [S_CP] [S_RP]");
-    EXPECT_EQ(RTN_ERR("MAIN"), 0);
-    EXPECT_STREQ(err_msg, "x [S_CP] [S_RP]");  // the cleared text stays readable, unchanged
-}
-
-TEST(Err, AppendRevivesTheLastClearedText) {
-    S_ERR("x");
-    ERR_S();
+    EXPECT_EQ(RTN_ERR("MAIN"), 0);  // nothing pending: the text stays as it is
+    EXPECT_STREQ(err_msg, "x [S_CP] [S_RP]");
     S_ERRA(" more");
-    EXPECT_STREQ(ERR_S(), "x more");
+    EXPECT_STREQ(ERR_S(), "x [S_CP] [S_RP] more");
     S_ERRA(nullptr);  // no text: only the flag
-    EXPECT_STREQ(ERR_S(), "x more");
+    EXPECT_STREQ(ERR_S(), "x [S_CP] [S_RP] more");
     SM_ERRA(nullptr, "ignored", nullptr);
     EXPECT_EQ(err_, 0);
     SM_ERRA(" (", "sd=3", ")", nullptr);
-    EXPECT_STREQ(ERR_S(), "x more (sd=3)");
+    EXPECT_STREQ(ERR_S(), "x [S_CP] [S_RP] more (sd=3)");
+    EXPECT_EQ(ST_OK(nullptr), 0);  // presence looks only at the pointer
+    EXPECT_EQ(ST_OK(""), 1);
 }
 
 // The stack: a saved error replaces what was raised since the push; nothing saved keeps it.
 TEST(Err, PushAndPopRestoreTheSavedError) {
-    struct Row {
-        const char* before;  // pending at the push, or null
-        const char* inside;  // raised between push and pop, or null
-        const char* after;   // pending after the pop, or null
-    } rows[] = {
-        {"x", "y", "x"},
-        {nullptr, "y", "y"},
-        {"x", nullptr, "x"},
-        {nullptr, nullptr, nullptr},
-    };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(std::string(r.before ? r.before : "-") + "/" + (r.inside ? r.inside : "-"));
+    // Pending at the push, raised inside, pending after the pop; null: none.
+    const char* rows[][3] = {{"x", "y", "x"}, {nullptr, "y", "y"}, {"x", nullptr, "x"}, {}};
+    for (const auto& [before, inside, after] : rows) {
+        SCOPED_TRACE(show(before) + "/" + show(inside));
         ERR_S();
-        if (r.before) S_ERR(r.before);
+        if (before) S_ERR(before);
         PSH_ERR();
         EXPECT_EQ(err_, 0);
-        if (r.inside) S_ERR(r.inside);
+        if (inside) S_ERR(inside);
         POP_ERR();
         EXPECT_EQ(psh_err_cnt, 0);
-        if (r.after)
-            EXPECT_STREQ(ERR_S(), r.after);
-        else
-            EXPECT_EQ(err_, 0);
+        EXPECT_EQ(show(ERR_S()), show(after));
     }
-}
-
-TEST(Err, PushBeyondTenIsIgnoredAndLeavesTheErrorPending) {
+    // An eleventh push is ignored and leaves the error pending; a pop below zero does nothing.
     for (int i = 0; i < 10; i++) PSH_ERR();
     S_ERR("deep");
     PSH_ERR();
     EXPECT_EQ(psh_err_cnt, 10);
     EXPECT_EQ(err_, 1);
-    for (int i = 0; i < 10; i++) POP_ERR();
-    EXPECT_STREQ(ERR_S(), "deep");
-    POP_ERR();  // below zero: nothing
+    for (int i = 0; i < 11; i++) POP_ERR();
     EXPECT_EQ(psh_err_cnt, 0);
+    EXPECT_STREQ(ERR_S(), "deep");
 }
 
-// System errors: "NAME:detail (err #N:text)", the null-name form, and the number returned.
+// System errors: "NAME:detail (err #N:text)", the null-name form, and the number returned; a
+// non-zero code wins over errno. A pending error makes OS_ERR return 1 and record nothing.
 TEST(Err, OsErrorTextForms) {
     const std::string enoent = strerror(ENOENT);
-    struct Row {
-        const char* name;
-        const char* detail;
-        long code;
-        int errno_before;
-        long ret;
-        const char* want;  // null: nothing raised
-    } rows[] = {
-        {"AVAIL_DRV", ":statfs", ENOENT, 0, ENOENT, "AVAIL_DRV:statfs (err #2:"},
-        {"AVAIL_DRV", ":statfs", 0, ENOENT, ENOENT, "AVAIL_DRV:statfs (err #2:"},
-        {nullptr, nullptr, ENOENT, 0, ENOENT, "err #2:"},
+    // Name, detail, code, errno before the call, result, text ("<null>": nothing raised).
+    const std::tuple<const char*, const char*, long, int, long, std::string> rows[] = {
+        {"AVAIL_DRV", ":statfs", ENOENT, EPERM, ENOENT, "AVAIL_DRV:statfs (err #2:" + enoent + ")"},
+        {"AVAIL_DRV", ":statfs", 0, ENOENT, ENOENT, "AVAIL_DRV:statfs (err #2:" + enoent + ")"},
+        {nullptr, nullptr, ENOENT, 0, ENOENT, "err #2:" + enoent},
         {"NAME", ":detail", 0, 0, 0, "NAME:detail"},
-        {nullptr, nullptr, 0, 0, 0, nullptr},
+        {nullptr, nullptr, 0, 0, 0, "<null>"},
     };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.want ? r.want : "nothing");
+    for (const auto& [name, detail, code, errno_before, ret, want] : rows) {
+        SCOPED_TRACE(want);
         ERR_S();
-        errno = r.errno_before;
-        EXPECT_EQ(OS_ERR(r.name, r.detail, r.code), r.ret);
-        if (!r.want) {
-            EXPECT_EQ(err_, 0);
-            continue;
-        }
-        std::string want = r.want;
-        if (r.ret) want += enoent + (r.name ? ")" : "");
-        EXPECT_EQ(ERR_S(), want);
+        errno = errno_before;
+        EXPECT_EQ(OS_ERR(name, detail, code), ret);
+        EXPECT_EQ(show(ERR_S()), want);
     }
     S_ERR("first");
     EXPECT_EQ(OS_ERR("X", ":y", EPERM), 1);
     EXPECT_STREQ(ERR_S(), "first");
     EXPECT_EQ(os_err, ENOENT);  // the pending error kept OS_ERR from recording EPERM
-}
-
-TEST(Err, PresenceTestLooksOnlyAtThePointer) {
-    EXPECT_EQ(ST_OK(nullptr), 0);
-    EXPECT_EQ(ST_OK(""), 1);
 }

@@ -1,14 +1,23 @@
-// Helpers shared by the file-layer tests: whole files as std::string, and the record invariants.
+// Helpers shared by the file-layer tests: whole files as std::string, a result read together with
+// the error it left, a private small file system, and the record invariants.
 #ifndef FILE_TEST_H
 #define FILE_TEST_H
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
+#include <functional>
 #include <iterator>
-#include <string>
+#include <regex>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <tuple>
+#include <unistd.h>
+#include <utime.h>
 
-#include "ut.h"
+#include "support/ut_test.h"  // and ut.h
 
 inline std::string slurp(const char* fnam) {
     std::ifstream in(fnam, std::ios::binary);
@@ -17,6 +26,21 @@ inline std::string slurp(const char* fnam) {
 
 inline void spit(const char* fnam, const std::string& s) {
     std::ofstream(fnam, std::ios::binary) << s;
+}
+
+// "result error-text" ("<null>" for none), clearing the error: one compare per call.
+inline std::string with_err(const std::string& result) {
+    return result + " " + show(ERR_S());
+}
+inline std::string with_err(long long v) {
+    return with_err(std::to_string(v));
+}
+
+// A size-limited tmpfs mounted on a new directory dir, in a mount namespace of this process
+// alone, so that nothing outside sees it; false where that is not allowed.
+inline bool private_tmpfs(const char* dir, const char* size) {
+    return !unshare(CLONE_NEWNS) && !mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) &&
+           !mkdir(dir, 0777) && !mount("tmpfs", dir, "tmpfs", 0, size);
 }
 
 // ix <= cnt <= cache_sz <= 65,280, after every operation.

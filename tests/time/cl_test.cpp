@@ -2,7 +2,6 @@
 // ranges, file lines, the wildcard), the 32-bit limit, and the errors a reporting caller sees.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,21 +11,21 @@
 
 static const uint32_t miss = 0xFFFFFFFF;
 
-// One list and the positions of several texts in it (looked up with mt 0 unless given).
+// One list and the positions of several texts in it, looked up with mt 0 unless given.
 struct Row {
     std::vector<const char*> list;  // without the closing null
     std::vector<std::pair<const char*, uint32_t>> probes;
-    char mt;
+    char mt = 0;
 };
 
 static void run(const std::vector<Row>& rows) {
     for (const Row& r : rows) {
         std::vector<const char*> cl = r.list;
         cl.push_back(nullptr);
-        for (const auto& p : r.probes) {
-            SCOPED_TRACE(std::string(cl[0]) + " / " + p.first);
+        for (const auto& [txt, want] : r.probes) {
+            SCOPED_TRACE(std::string(cl[0]) + " / " + txt);
             ERR_S();
-            EXPECT_EQ(CL_X(cl.data(), p.first, 0, r.mt), p.second);
+            EXPECT_EQ(CL_X(cl.data(), txt, 0, r.mt), want);
             EXPECT_EQ(err_, 0);
         }
     }
@@ -34,37 +33,29 @@ static void run(const std::vector<Row>& rows) {
 
 // Plain words and number ranges: a range counts hi - lo + 1 positions; a text that does not
 // convert lies outside a range whose lo and hi do; the lead letter counts only as a capital;
-// only a text with a "." is looked up in a decimal-point range.
-TEST(Cl, WordsAndNumberRanges) {
-    run({{{"Sun", "Mon", "Tue"}, {{"Mon", 1}, {"mon", 1}, {"Xyz", miss}}, 0},
+// only a text with a "." is looked up in a decimal-point range. The position never wraps: behind
+// a count past 32 bits every text is a miss; so too behind a reversed range, which has no size
+// that fits. Time ranges walk from lo in its finest unit, each value written as lo is written; a
+// range whose hi lacks a unit lo names, or that does not parse, is a plain entry.
+TEST(Cl, WordsAndRanges) {
+    run({{{"Sun", "Mon", "Tue"}, {{"Mon", 1}, {"mon", 1}, {"Xyz", miss}}},
          {{"Sun", "Mon", "Tue"}, {{"mon", miss}, {"Tue", 2}}, 1},
-         {{"a", "1...10", "b"}, {{"a", 0}, {"5", 5}, {"10", 10}, {"b", 11}, {"11", miss}}, 0},
-         {{"-5...5", "z"}, {{"-5", 0}, {"z", 11}}, 0},
-         {{"5...", "z"}, {{"z", 2147483643}}, 0},
-         {{"X00...X0F", "z"}, {{"z", 16}, {"x0a", 10}}, 0},
-         {{"x00...x0F", "z"}, {{"z", 1}}, 0},
-         {{"B000...B111", "z"}, {{"B101", 5}, {"z", 8}, {"101", miss}}, 0},
-         {{"0.5...1.5", "2.5"}, {{"1.0", 5}, {"1.5", 10}, {"2.5", 11}}, 0},
-         {{"0.5...1.5", "2"}, {{"2", 1}}, 0},
-         {{"a", "[ANY]", "b"}, {{"b", 1}}, 0}});
-}
-
-// The position never wraps: behind a count past 32 bits every text is a miss; so too behind a
-// reversed range, which has no size that fits.
-TEST(Cl, PositionsBeyondThirtyTwoBitsAreMisses) {
-    run({{{"1...", "2...", "z"}, {{"z", 4294967293u}}, 0},
-         {{"0...", "0...", "z"}, {{"z", miss}}, 0},
-         {{"B0...", "z"}, {{"z", miss}}, 0},
-         {{"10...1", "z"}, {{"z", miss}}, 0}});
-}
-
-// Time ranges walk from lo in its finest unit, each value written as lo is written. A range
-// whose hi lacks a unit lo names, or that does not parse, is a plain entry.
-TEST(Cl, TimeRangesAreWalked) {
-    run({{{"10:00...10:05", "x"}, {{"10:00", 0}, {"10:03", 3}, {"x", 6}, {"10:06", miss}}, 0},
-         {{"Monday...Friday", "x"}, {{"Wednesday", 2}, {"x", 5}}, 0},
-         {{"3/5/2007 10:00...11:00", "x"}, {{"x", 1}}, 0},
-         {{"25:00...26:00", "x"}, {{"x", 1}}, 0}});
+         {{"a", "1...10", "b"}, {{"a", 0}, {"5", 5}, {"10", 10}, {"b", 11}, {"11", miss}}},
+         {{"-5...5", "z"}, {{"-5", 0}, {"z", 11}}},
+         {{"5...", "z"}, {{"z", 2147483643}}},
+         {{"X00...X0F", "z"}, {{"z", 16}, {"x0a", 10}}},
+         {{"x00...x0F", "z"}, {{"z", 1}}},
+         {{"B000...B111", "z"}, {{"B101", 5}, {"z", 8}, {"101", miss}}},
+         {{"0.5...1.5", "2.5"}, {{"1.0", 5}, {"1.5", 10}, {"2.5", 11}}},
+         {{"0.5...1.5", "2"}, {{"2", 1}}},
+         {{"1...", "2...", "z"}, {{"z", 4294967293u}}},
+         {{"0...", "0...", "z"}, {{"z", miss}}},
+         {{"B0...", "z"}, {{"z", miss}}},
+         {{"10...1", "z"}, {{"z", miss}}},
+         {{"10:00...10:05", "x"}, {{"10:00", 0}, {"10:03", 3}, {"x", 6}, {"10:06", miss}}},
+         {{"Monday...Friday", "x"}, {{"Wednesday", 2}, {"x", 5}}},
+         {{"3/5/2007 10:00...11:00", "x"}, {{"x", 1}}},
+         {{"25:00...26:00", "x"}, {{"x", 1}}}});
     // A month walk steps backwards (its step is negative in 32 bits), passing April on its way
     // from January to March; where it ends depends on today's day of the month.
     const char* months[] = {"January...March", "x", nullptr};
@@ -75,24 +66,20 @@ TEST(Cl, TimeRangesAreWalked) {
     EXPECT_EQ(CL_X(months, "x", 0, 0), march + 1);
 }
 
-// "FILE:" entries stand for their lines; an unreadable file is skipped and its error dropped.
-TEST(Cl, FileEntriesCountTheirLines) {
-    FILE* f = fopen("colours.txt", "w");
-    ASSERT_NE(f, nullptr);
-    fputs("red\r\ngreen\n[ANY]\n", f);
-    fclose(f);
-    // The line "[ANY]" takes any text.
-    run({{{"a", "file:colours.txt", "z"}, {{"GREEN", 2}, {"blue", 3}}, 0},
-         {{"a", "FILE:missing.txt", "z"}, {{"z", 1}}, 0}});
-    dbg_ = 1;  // the dropped error goes to the debug log instead
-    run({{{"FILE:missing.txt", "z"}, {{"z", 0}}, 0}});
+// "FILE:" entries stand for their lines (a line "[ANY]" takes any text); an unreadable file is
+// skipped and its error dropped, into the debug log when that is on. A null wildcard text
+// switches the wildcard off.
+TEST(Cl, FileEntriesAndTheWildcard) {
+    BF_FILE("colours.txt", "red\r\ngreen\n[ANY]\n", 0xFFFFFFFF, 0);
+    ASSERT_EQ(err_, 0);
+    run({{{"a", "file:colours.txt", "z"}, {{"GREEN", 2}, {"blue", 3}}},
+         {{"a", "FILE:missing.txt", "z"}, {{"z", 1}}},
+         {{"a", "[ANY]", "b"}, {{"b", 1}}}});
+    dbg_ = 1;
+    run({{{"FILE:missing.txt", "z"}, {{"z", 0}}}});
     dbg_ = 0;
-}
-
-TEST(Cl, WildcardCanBeSwitchedOff) {
     cl_any_txt = nullptr;
-    run({{{"a", "[ANY]"}, {{"q", miss}, {"[ANY]", 1}}, 0}});
-    cl_any_txt = "[ANY]";
+    run({{{"a", "[ANY]"}, {{"q", miss}, {"[ANY]", 1}}}});
 }
 
 // Errors only for a reporting caller; a pending error makes the lookup a miss and stays.
