@@ -119,6 +119,8 @@ TEST(Sck, SendToAClosedPeerFailsWithoutEndingTheProcess) {
     EXPECT_TRUE(st == sck_st_pipe || st == sck_st_reset) << int(st);
 }
 
+// A taken port: -1 and the address in the text; the socket is closed, also while an error is
+// pending.
 TEST(Sck, ListeningOnATakenPortNamesTheAddress) {
     Pair p;
     sockaddr_in sai = loopback(p.port);
@@ -126,14 +128,11 @@ TEST(Sck, ListeningOnATakenPortNamesTheAddress) {
     std::string want = "HOST_SAI_SD:bind (err #98:" + std::string(strerror(EADDRINUSE)) +
                        ") (127.0.0.1:" + std::to_string(p.port) + ")";
     EXPECT_EQ(show(ERR_S()), want);
-}
-
-TEST(Sck, CloseWorksWhileAnErrorIsPending) {
     int32_t sd = socket(AF_INET, SOCK_STREAM, 0);
     S_ERR("pending");
     SCK_CL(-1);
     SCK_CL(sd);
-    EXPECT_EQ(fcntl(sd, F_GETFD), -1);  // closed
+    EXPECT_EQ(fcntl(sd, F_GETFD), -1);
     EXPECT_STREQ(ERR_S(), "pending");
 }
 
@@ -144,15 +143,11 @@ TEST(Host, AddressTexts) {
         char report;
         uint32_t want;
         const char* err;
-    } rows[] = {
-        {"1.2.3.4", 1, inet_addr("1.2.3.4"), nullptr},
-        {"255.255.255.255", 1, 0, "255.255.255.255 is invalid"},
-        {"255.255.255.255", 0, 0, nullptr},
-        {"1.2.3.999", 1, 0, "1.2.3.999 is invalid"},
-    };
+    } rows[] = {{"1.2.3.4", 1, inet_addr("1.2.3.4"), nullptr},
+                {"255.255.255.255", 1, 0, "255.255.255.255 is invalid"},
+                {"255.255.255.255", 0, 0, nullptr}};
     for (const Row& r : rows) {
         SCOPED_TRACE(r.ip);
-        ERR_S();
         EXPECT_EQ(IP_UL(r.ip, r.report), r.want);
         EXPECT_EQ(show(ERR_S()), show(r.err));
     }
