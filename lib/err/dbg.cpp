@@ -30,7 +30,6 @@ char dbg_active = 0;
 char S_DBG_UT_lstend = 1;
 uint32_t s_dbg_tic = 0xFFFFFFFF;
 
-static const int max_pieces = 49;
 static const uint16_t backups = 10;
 
 static void echo(char start, char end, char* text) {
@@ -100,21 +99,11 @@ void S_DBG_UT(char start, char end, const char* text) {
     dbg_ = level;
 }
 
-// Joins up to 49 listed pieces into a new string (null when the list is empty).
-static char* join_list(const char* piece, va_list ap) {
-    char* joined = nullptr;
-    for (int i = 0; i < max_pieces && piece; i++) {
-        joined = S_A(joined, piece);
-        piece = va_arg(ap, const char*);
-    }
-    return joined;
-}
-
 void SM_DBG_UT(char start, char end, const char* piece, ...) {
     if (err_) return;
     va_list ap;
     va_start(ap, piece);
-    char* joined = join_list(piece, ap);
+    char* joined = SM_CP_VA(piece, ap);
     va_end(ap);
     S_DBG_UT(start, end, joined);
     MEM_FR(&joined);
@@ -143,7 +132,7 @@ void SM_DBG(const char* piece, ...) {
     char saved = save_error();
     va_list ap;
     va_start(ap, piece);
-    char* joined = join_list(piece, ap);
+    char* joined = SM_CP_VA(piece, ap);
     va_end(ap);
     S_DBG_UT(1, 1, joined ? joined : "");
     MEM_FR(&joined);

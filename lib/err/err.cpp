@@ -40,15 +40,12 @@ void S_ERR(const char* text) {
 
 void SM_ERR(const char* piece, ...) {
     if (err_) return;
-    char* joined = S_CP("");
     va_list ap;
     va_start(ap, piece);
-    for (int i = 0; i < max_pieces && piece && !err_; i++) {
-        joined = S_A(joined, piece);
-        piece = va_arg(ap, const char*);
-    }
+    char* joined = SM_CP_VA(piece, ap);
     va_end(ap);
-    if (err_) {  // out of memory while joining: that failure is the error now
+    if (!joined) joined = S_CP("");  // a null first piece raises the empty text
+    if (err_) {  // the join failed (overflow, memory): that failure is the error now
         MEM_FR(&joined);
         return;
     }

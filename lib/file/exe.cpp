@@ -24,26 +24,11 @@ char s_exe_tst = 0;
 char s_exe_log = 0;
 char s_exe_hide = 0;
 
-static const int max_pieces = 49;
 static const long max_capture = 10000;  // a bound only a broken /var/tmp could reach
 static const char* const capture_head = "/var/tmp/s_exe_stderr";
 static const char* const bash_head = "sh: line 1: ";
 // Line ends, longest first, so that "\r\n" becomes one blank and not two.
 static const char* const line_ends[] = {"\r\n", "\r", "\n"};
-
-// New string of the piece list starting at first (at most max_pieces); null for an empty list or
-// on failure (error raised).
-static char* join(const char* first, va_list ap) {
-    if (!first) return nullptr;
-    char* joined = S_CP(first);
-    const char* piece = va_arg(ap, const char*);
-    for (int i = 1; i < max_pieces && piece && !err_; i++) {
-        joined = S_A(joined, piece);
-        piece = va_arg(ap, const char*);
-    }
-    if (err_) MEM_FR(&joined);
-    return joined;
-}
 
 // 1 when the first word of line (up to the first blank) is a Windows program: longer than three
 // characters and ending in ".EXE", in any case. A line starting with a blank has none.
@@ -154,7 +139,7 @@ void SM_EXE(char dsp, const char* s1, ...) {
     if (err_) return;
     va_list ap;
     va_start(ap, s1);  // on the first piece: va_start on a promoted char is undefined
-    char* cmd = join(s1, ap);
+    char* cmd = SM_CP_VA(s1, ap);
     va_end(ap);
     S_EXE(dsp, cmd);
     MEM_FR(&cmd);
@@ -172,7 +157,7 @@ void SM_EXE_HIDE(const char* s1, ...) {
     if (err_) return;
     va_list ap;
     va_start(ap, s1);
-    char* cmd = join(s1, ap);
+    char* cmd = SM_CP_VA(s1, ap);
     va_end(ap);
     S_EXE_HIDE(cmd);
     MEM_FR(&cmd);

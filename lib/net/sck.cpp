@@ -202,8 +202,8 @@ char SM_SCK(int32_t sd, uint8_t* st, uint16_t tmo, const char* s1, ...) {
     if (sum > 0xfffe)
         S_ERR("String overflow");
     else if ((bf = MEM_AL(sum + 1))) {
-        strcpy(bf, s1);
-        for (const char* s; (s = va_arg(ap, const char*));) strcat(bf, s);
+        char* end = stpcpy(bf, s1);
+        for (const char* s; (s = va_arg(ap, const char*));) end = stpcpy(end, s);
     }
     va_end(ap);
     if (bf) BF_SCK(sd, bf, static_cast<uint32_t>(sum), st, tmo);

@@ -110,13 +110,17 @@ char* S_RP(char* old, const char* src) {
 }
 
 char* SM_CP(const char* piece, ...) {
-    static const char* const rtn = "SM_CP";
-    if (err_ || !piece) return nullptr;
     va_list ap;
     va_start(ap, piece);
-    char* joined = join_list(rtn, piece, ap, 0);
+    char* joined = SM_CP_VA(piece, ap);
     va_end(ap);
     return joined;
+}
+
+char* SM_CP_VA(const char* piece, va_list ap) {
+    static const char* const rtn = "SM_CP";
+    if (err_ || !piece) return nullptr;
+    return join_list(rtn, piece, ap, 0);
 }
 
 char* SM_RP(char* old, ...) {

@@ -11,6 +11,7 @@
 #ifndef UT_STR_H
 #define UT_STR_H
 
+#include <cstdarg>
 #include <cstdint>
 
 extern uint16_t fl_rc_mxs;    // longest record text (256): RCDF_AL and S_S size by it
@@ -30,6 +31,9 @@ char* S_RP(char* old, const char* src);
 
 // New string of the pieces joined; null when the first piece is null. Caller frees.
 char* SM_CP(const char* piece, ...) __attribute__((sentinel));
+
+// SM_CP for a variadic function's own piece list: piece is its first piece, ap the rest.
+char* SM_CP_VA(const char* piece, va_list ap);
 
 // Replaces old with the pieces joined; old is freed on success and when the first piece is null
 // (the result is then null). On a failed join returns null and old is NOT freed: the caller still
