@@ -36,7 +36,8 @@ static void run(const std::vector<Row>& rows) {
 // only a text with a "." is looked up in a decimal-point range. The position never wraps: behind
 // a count past 32 bits every text is a miss; so too behind a reversed range, which has no size
 // that fits. Time ranges walk from lo in its finest unit, each value written as lo is written; a
-// range whose hi lacks a unit lo names, or that does not parse, is a plain entry.
+// range whose hi lacks a unit lo names, or that does not parse, is a plain entry; one whose hi
+// is never met has no size that fits.
 TEST(Cl, WordsAndRanges) {
     run({{{"Sun", "Mon", "Tue"}, {{"Mon", 1}, {"mon", 1}, {"Xyz", miss}}},
          {{"Sun", "Mon", "Tue"}, {{"mon", miss}, {"Tue", 2}}, 1},
@@ -55,7 +56,9 @@ TEST(Cl, WordsAndRanges) {
          {{"10:00...10:05", "x"}, {{"10:00", 0}, {"10:03", 3}, {"x", 6}, {"10:06", miss}}},
          {{"Monday...Friday", "x"}, {{"Wednesday", 2}, {"x", 5}}},
          {{"3/5/2007 10:00...11:00", "x"}, {{"x", 1}}},
-         {{"25:00...26:00", "x"}, {{"x", 1}}}});
+         {{"25:00...26:00", "x"}, {{"x", 1}}},
+         {{"Jun...13", "x"}, {{"June", 0}, {"x", miss}}},  // hi is never met
+         {{"1/1...2/30", "x"}, {{"1/2", 1}, {"x", miss}}}});
     // A month walk steps backwards (its step is negative in 32 bits), passing April on its way
     // from January to March; where it ends depends on today's day of the month.
     const char* months[] = {"January...March", "x", nullptr};
