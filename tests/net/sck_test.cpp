@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
@@ -91,6 +92,12 @@ TEST(Sck, SendWritesExactlyTheGivenBytes) {
     std::string half(32767, 'a'), more(32768, 'b');
     EXPECT_EQ(SM_SCK(p.server, &st, 0xffff, half.c_str(), more.c_str(), nullptr), 0);
     EXPECT_STREQ(ERR_S(), "String overflow [SM_SCK]");
+    S_ERR("pending");  // no send routine sends or adds its name while an error is pending
+    EXPECT_EQ(BF_SCK(p.server, "x", 1, &st, 0) + S_SCK(p.server, "x", &st, 0) +
+                  SM_SCK(p.server, &st, 0, "x", nullptr) + B_SCK(p.server, 'x', &st),
+              0);
+    EXPECT_STREQ(ERR_S(), "pending");
+    EXPECT_EQ(recv(p.client, bf, sizeof bf, MSG_DONTWAIT), -1);
 }
 
 // A peer that reads nothing: with time-out 0 the first EAGAIN fails at once.
@@ -163,6 +170,23 @@ TEST(Host, AddressTexts) {
     EXPECT_STREQ(SD_PEER_IP(lone, 1, 1), "?");
     EXPECT_STREQ(ERR_S(), "reporting");
     SCK_CL(lone);
+}
+
+// A failing system call is named once, by the routine and the call, with no trail after it.
+TEST(Host, SystemCallFailuresNameTheRoutineOnce) {
+    fl_rc_mxs = 1;  // no host name fits
+    std::vector<sockaddr_in> hsa(sck_host_mxc);
+    SCK_HOST_INFO(nullptr, hsa.data(), nullptr, nullptr);
+    EXPECT_EQ(show(ERR_S()),
+              "SCK_HOST_INFO:gethostname (err #36:" + std::string(strerror(36)) + ")");
+    SCK_SYS_CL();
+    fl_rc_mxs = 256;
+    int free_fd = dup(0);  // room for /proc/net/dev and nothing more: no socket for the scan
+    close(free_fd);
+    rlimit few = {static_cast<rlim_t>(free_fd + 1), static_cast<rlim_t>(free_fd + 1)};
+    setrlimit(RLIMIT_NOFILE, &few);
+    SCK_HOST_INFO(nullptr, hsa.data(), "localhost", nullptr);
+    EXPECT_EQ(show(ERR_S()), "SCK_HOST_INFO:socket (err #24:" + std::string(strerror(24)) + ")");
 }
 
 TEST(Host, HostAddressesHoldLoopbackOnce) {
