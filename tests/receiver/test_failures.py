@@ -79,11 +79,11 @@ class Failures(ZimbCase):
                 dest = self.path("q" + mark)
                 os.makedirs(dest)
                 reply = self.net.send(header("", dest, 3) + b"abc")
+                self.assertFalse(os.path.exists(self.path("INJECTED")))
                 self.assertIn(b" is a dir (", reply)  # moved, yet judged as no regular file
                 [moved] = os.listdir(dest)
                 with open(os.path.join(dest, moved), "rb") as f:
                     self.assertEqual(f.read(), b"abc")
-                self.assertFalse(os.path.exists(self.path("INJECTED")))
 
 
 if __name__ == "__main__":
