@@ -163,8 +163,7 @@ TEST(Fl, CloseMakesScriptsExecutable) {
         {"run.txt", 1, 0644}, {"run.shx", 1, 0644}, {"prog", 0, 0644}};
     for (const auto& [name, wtc, want] : rows) {
         SCOPED_TRACE(name);
-        spit(name, "x");
-        chmod(name, 0644);
+        chmod(spit(name, "x"), 0644);
         FLDF* fd = FL_OP(name, wtc, 0, 0, nullptr);
         S_ERR("earlier");
         FL_CL(fd, 1);
@@ -178,10 +177,10 @@ TEST(Fl, CloseMakesScriptsExecutable) {
 // limit makes the short writes.
 TEST(Fl, FailedWritesLoseAndRepeatNothing) {
     signal(SIGXFSZ, SIG_IGN);
-    rlimit lim, small;
+    rlimit lim;
     getrlimit(RLIMIT_FSIZE, &lim);
-    small = lim;
-    auto limit = [&](rlim_t n) { small.rlim_cur = n, setrlimit(RLIMIT_FSIZE, &small); };
+    const rlim_t none = lim.rlim_cur;
+    auto limit = [&lim](rlim_t n) { lim.rlim_cur = n, setrlimit(RLIMIT_FSIZE, &lim); };
     fl_cache_mxs = 10;
     FLDF* fd = FL_OP("w.txt", 1, 0, 0, nullptr);
     BF_FL(fd, "0123456789", 10);
@@ -189,7 +188,7 @@ TEST(Fl, FailedWritesLoseAndRepeatNothing) {
     BF_FL(fd, "ab", 2);
     EXPECT_EQ(with_err(fd->cnt), "4 Write error on \"w.txt\" [FL_FLUSH] [BF_FL]");
     EXPECT_EQ(fd->p + 4, FL_P(fd));
-    limit(lim.rlim_cur);
+    limit(none);
     P_FL(fd, 20);
     EXPECT_EQ(with_err(fd->cnt), "0 fseek failure:20/0 [P_FL]");
     S_ERR("pending");  // nothing moves while an error is pending

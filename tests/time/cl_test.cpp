@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -88,15 +89,15 @@ TEST(Cl, FileEntriesAndTheWildcard) {
 // Errors only for a reporting caller; a pending error makes the lookup a miss and stays.
 TEST(Cl, ReportedErrors) {
     const char* cl[] = {"Sun", "Mon", nullptr};
-    EXPECT_EQ(CL_X(cl, "Xyz", 0, 0), miss);
-    EXPECT_EQ(CL_X(cl, nullptr, 0, 0), miss);
-    EXPECT_EQ(err_, 0);
-    EXPECT_EQ(CL_X(cl, "Xyz", 1, 0), miss);
-    EXPECT_STREQ(ERR_S(), "\"Xyz\" is undefined selection");
-    EXPECT_EQ(CL_X(cl, nullptr, 1, 0), miss);
-    EXPECT_STREQ(ERR_S(), "CL_X:txt=NULL");
-    EXPECT_EQ(CL_X(nullptr, "Mon", 1, 0), miss);
-    EXPECT_STREQ(ERR_S(), "CL_X:cl=NULL");
+    const std::tuple<const char* const*, const char*, char, const char*> rows[] = {
+        {cl, nullptr, 0, "<null>"},
+        {cl, "Xyz", 1, "\"Xyz\" is undefined selection"},
+        {cl, nullptr, 1, "CL_X:txt=NULL"},
+        {nullptr, "Mon", 1, "CL_X:cl=NULL"}};
+    for (const auto& [list, txt, report, err] : rows) {
+        EXPECT_EQ(CL_X(list, txt, report, 0), miss);
+        EXPECT_EQ(show(ERR_S()), err);
+    }
     S_ERR("pending");
     EXPECT_EQ(CL_X(cl, "Mon", 1, 0), miss);
     EXPECT_STREQ(ERR_S(), "pending");
