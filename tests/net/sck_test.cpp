@@ -154,9 +154,12 @@ TEST(Host, SystemCallFailuresNameTheRoutineOnce) {
     fl_rc_mxs = 256;
     int free_fd = dup(0);  // room for /proc/net/dev and nothing more: no socket for the scan
     close(free_fd);
-    rlimit few = {static_cast<rlim_t>(free_fd + 1), static_cast<rlim_t>(free_fd + 1)};
+    rlimit all, few;
+    getrlimit(RLIMIT_NOFILE, &all);
+    few = {static_cast<rlim_t>(free_fd + 1), all.rlim_max};
     setrlimit(RLIMIT_NOFILE, &few);
     SCK_HOST_INFO(nullptr, hsa.data(), "localhost", nullptr);
+    setrlimit(RLIMIT_NOFILE, &all);  // the sanitizers' own reports need files
     EXPECT_EQ(show(ERR_S()), "SCK_HOST_INFO:socket (err #24:" + show(strerror(24)) + ")");
 }
 
