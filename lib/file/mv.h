@@ -20,8 +20,8 @@ extern const char* bk_dir1;  // "./bk/": the same with its separator, to build b
 // more), an OS error "stat", "utime", "chmod", a copy or shell error, each followed by
 // " (fnam0 -> fnam1) [FILE_MV]". A failed or refused copy leaves the source in place (the
 // destination may be partly written); once written, the source is gone even if times or mode
-// fail. A directory moved, or moved onto, ends in the
-// error "\"fnam1\" is a dir" although the shell did the move.
+// fail. A directory moved, or moved onto, ends in the error "\"fnam1\" is a dir" although the
+// shell did the move.
 void FILE_MV(const char* fnam0, const char* fnam1);
 
 // Copies fnam0 onto fnam1 as FILE_MV moves (messages with "FILE_CP"); the source is never touched.

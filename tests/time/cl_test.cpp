@@ -58,6 +58,7 @@ TEST(Cl, WordsAndRanges) {
          {{"Monday...Friday", "x"}, {{"Wednesday", 2}, {"x", 5}}},
          {{"3/5/2007 10:00...11:00", "x"}, {{"x", 1}}},
          {{"25:00...26:00", "x"}, {{"x", 1}}},
+         {{"00:00:00...23:59:59", "x"}, {{"x", 86400}}},   // long, but hi is met
          {{"Jun...13", "x"}, {{"June", 0}, {"x", miss}}},  // hi is never met
          {{"1/1...2/30", "x"}, {{"1/2", 1}, {"x", miss}}}});
     // A month walk steps backwards (its step is negative in 32 bits), passing April on its way
