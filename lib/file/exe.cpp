@@ -1,7 +1,7 @@
 // Shell command execution and the child-to-parent error file. Owns s_exe_err_fl and the S_EXE
 // flags. The command line is built in steps (trim, "wine " prefix, capture redirection), run with
 // system(), and whatever error text it left is gathered from errno, the capture file or
-// s_exe_err_fl, in that order. File work goes through lib/file/stat.h and lib/file/whole.h.
+// s_exe_err_fl, in that order. File work goes through lib/file/stat.h and lib/file/fl.h.
 #include "file/exe.h"
 
 #include <cerrno>
@@ -12,8 +12,8 @@
 
 #include "err/dbg.h"
 #include "err/err.h"
+#include "file/fl.h"
 #include "file/stat.h"
-#include "file/whole.h"
 #include "text/match.h"
 #include "text/mem.h"
 #include "text/num.h"
@@ -27,6 +27,7 @@ char s_exe_hide = 0;
 static const long max_capture = 10000;  // a bound only a broken /var/tmp could reach
 static const char* const capture_head = "/var/tmp/s_exe_stderr";
 static const char* const bash_head = "sh: line 1: ";
+static const uint16_t max_text = 8192;  // error text kept of a command; the rest is dropped
 // Line ends, longest first, so that "\r\n" becomes one blank and not two.
 static const char* const line_ends[] = {"\r\n", "\r", "\n"};
 
@@ -77,21 +78,29 @@ static char* command_line(const char* cmd, char** cap) {
     return line;
 }
 
+// The first max_text bytes of fnam as a new text (heap; null for none): an error message
+// needs no more, and however much a command wrote, the message must still fit in a string.
+static char* text_head(const char* fnam) {
+    if (FILE_SZ(fnam, 0) == 0) return nullptr;
+    char* text = MEM_AL(max_text + 1UL);
+    FLDF* fd = FL_OP(fnam, 0, 0, 0, nullptr);
+    uint32_t got = FL_BF(fd, text, static_cast<unsigned long>(max_text), 0);
+    FL_CL(fd, 1);
+    if (text) text[got == 0xFFFFFFFF ? 0 : got] = 0;
+    if (err_) MEM_FR(&text);
+    return text;
+}
+
 // What the finished command left behind as error text (heap), or null for none.
 static char* error_text(const char* cmd, const char* cap, int no) {
     if (no != 0) return S_CP(strerror(no));
-    char* text = nullptr;
-    if (cap && FILE_SZ(cap, 0) > 0) {
-        text = FILE_BF(cap, nullptr);
-        uint16_t end;
-        if (text && BF_MT(cmd, "ls ", 3, 1, 1, 0) &&
-            FND_TXT("No such file or directory", text, 0, 65535, 0, 1, 0, &end) != 65535)
-            MEM_FR(&text);  // a listing of nothing is no failure
-        if (text && BF_MT(text, bash_head, 12, 1, 1, 0))
-            memmove(text, text + 12, strlen(text + 12) + 1);
-    } else if (FILE_SZ(s_exe_err_fl, 0) > 0) {
-        text = FILE_BF(s_exe_err_fl, nullptr);
-    }
+    if (!cap || FILE_SZ(cap, 0) == 0) return text_head(s_exe_err_fl);
+    char* text = text_head(cap);
+    uint16_t end;
+    if (text && strncmp(cmd, "ls ", 3) == 0 &&
+        FND_TXT("No such file or directory", text, 0, 65535, 0, 1, 0, &end) != 65535)
+        MEM_FR(&text);  // a listing of nothing is no failure
+    if (text && strncmp(text, bash_head, 12) == 0) memmove(text, text + 12, strlen(text + 12) + 1);
     return text;
 }
 

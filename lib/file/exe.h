@@ -17,7 +17,8 @@ extern char s_exe_hide;           // 1 during S_EXE_HIDE; S_EXE itself does not 
 // in ".EXE" (any case) gets "wine " in front. Unless cmd ends in "&" or holds " 2>", its standard
 // error goes to the first capture file that can be deleted beforehand (at most 10,000 tried, then
 // none). dsp prints the command as run, with "\r\n", unless daemon_op. Any error text raises
-// "S_EXE:" text " (cmd=" command as run ")", its line ends turned into blanks; an "ls " command's
+// "S_EXE:" text " (cmd=" command as run ")", its line ends turned into blanks, the text cut to
+// its first 8,192 bytes (so the message always fits in a string); an "ls " command's
 // "No such file or directory" is no failure. s_exe.err is deleted before and after. Null cmd:
 // nothing.
 void S_EXE(char dsp, const char* cmd);

@@ -359,8 +359,11 @@ void FL_FLUSH(FLDF* fd, char sync) {
         fd->cnt = 0;
         return;
     }
+    // Only what did not reach the file stays, so that a later flush does not write it twice.
+    memmove(fd->cache, fd->cache + n, fd->cnt - n);
+    fd->cnt = static_cast<uint16_t>(fd->cnt - n);
     long at = ftell(fd->fp);
-    if (at >= 0) fd->p = static_cast<uint32_t>(at);
+    fd->p = at >= 0 ? static_cast<uint32_t>(at) : fd->p + static_cast<uint32_t>(n);
     SM_ERR(write_err_on, fd->fnam, qt_, nullptr);
     RTN_ERR(rtn);
 }
@@ -395,6 +398,7 @@ void P_FL(FLDF* fd, unsigned long pos) {
     if (err_) return;
     if (pos == 0) fd->ln = 0;
     if (move_in_cache(fd, pos)) return;
+    FL_FLUSH(fd, 0);  // before the seek can fail: what was written must not be lost
     FSEEK_(fd, pos);
     RTN_ERR(rtn);
 }

@@ -120,8 +120,9 @@ void SM_FL_VA(FLDF* fd, const char* s, va_list ap);
 void B_FL(FLDF* fd, char c);
 
 // Writes the waiting bytes with one fwrite (sync: fflush too). A short write raises
-// "Write error on \"x\" [FL_FLUSH]", keeps cnt as it was and sets p to the stream offset.
-// Nothing for a read record.
+// "Write error on \"x\" [FL_FLUSH]", keeps only the unwritten bytes in the cache (cnt counts
+// them; a later flush writes just those) and sets p to the stream offset. Nothing for a read
+// record.
 void FL_FLUSH(FLDF* fd, char sync);
 
 // The logical position: p + cnt writing, p - cnt + ix reading. 0 for a null record (raised).
@@ -129,7 +130,8 @@ uint32_t FL_P(FLDF* fd);
 
 // Moves to pos; pos 0 also sets ln to 0. Inside the cache only the cache index moves (a write
 // record drops its cached bytes from pos on); else the cache is flushed or emptied and FSEEK_
-// moves the stream, so a write record cannot move beyond 0 outside its cache.
+// moves the stream, so a write record cannot move beyond 0 outside its cache (its cached bytes
+// are written all the same).
 void P_FL(FLDF* fd, unsigned long pos);
 
 // Seeks the stream to pos (p = pos) after flushing (write) or emptying (read) the cache. pos above

@@ -5,7 +5,6 @@
 #include "file/mv.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
@@ -23,6 +22,20 @@
 
 const char* bk_dir = "./bk";
 const char* bk_dir1 = "./bk/";
+
+static const unsigned long long max_copy = 0xFFFFFFFF;  // FILE_BF and BF_FILE count in 32 bits
+static const char shell_active[] = "$`\"\\";            // what still acts inside double quotes
+
+// New copy of name for the inside of a double-quoted shell word: each of $ ` " \ gets a
+// backslash, so that the shell reads the name exactly as it is. Caller frees.
+static char* quoted(const char* name) {
+    char* q = nullptr;
+    for (const char* c = name; *c && !err_; c++) {
+        if (strchr(shell_active, *c)) q = B_A(q, '\\');
+        q = B_A(q, *c);
+    }
+    return q;
+}
 
 // Debug line and name checks of a move or copy. 0 (error raised, no pair added: there is no pair
 // to show) when a name is null or empty.
@@ -46,17 +59,13 @@ static char source_stat(const char* f0, struct stat* st) {
 }
 
 // 1 when f1 is missing or a regular file itself (a link is not followed): a destination that
-// the copy through memory may write.
-static char plain_target(const char* f1) {
+// the copy through memory may write. *same: f1 is the source's own inode (a hard link, or "a"
+// and "./a"); writing it would truncate the source before reading it.
+static char plain_target(const char* f1, const struct stat* src, char* same) {
     struct stat st;
-    return lstat(f1, &st) != 0 || S_ISREG(st.st_mode);
-}
-
-// 1 when two different spellings name the same directory entry ("a" and "./a"): writing the
-// one and deleting the other would lose the file. Hard links are different entries.
-static char same_entry(const char* f0, const char* f1) {
-    char r0[PATH_MAX], r1[PATH_MAX];
-    return realpath(f0, r0) && realpath(f1, r1) && strcmp(r0, r1) == 0;
+    if (lstat(f1, &st) != 0) return 1;
+    *same = st.st_dev == src->st_dev && st.st_ino == src->st_ino;
+    return S_ISREG(st.st_mode);
 }
 
 // Gives f1 the access and modification times and the permission bits recorded in *st.
@@ -69,7 +78,11 @@ static void take_times_mode(const char* f1, const struct stat* st) {
 // Writes the whole of the regular file f0 (status *st) over f1; with move, deletes f0 once the
 // write succeeded. Times and mode follow unless f1 names a device ("...:") for a copy.
 static void copy_regular(const char* f0, const char* f1, const struct stat* st, char move) {
-    if (same_entry(f0, f1)) return;
+    if (static_cast<unsigned long long>(st->st_size) > max_copy) {
+        SM_ERR("\"", f0, "\" is too large to copy (",
+               V_S10(static_cast<long>(st->st_size), nullptr, 0), " bytes)", nullptr);
+        return;  // the copy would be cut to 32 bits: the source must stay
+    }
     unsigned long sz;
     char* bf = FILE_BF(f0, &sz);
     BF_FILE(f1, bf, sz, 1);
@@ -83,7 +96,11 @@ static void copy_regular(const char* f0, const char* f1, const struct stat* st, 
 // there, a copy anything or a link (a copied dangling link counts).
 static void shell_transfer(const char* f0, const char* f1, char move) {
     const char* how = move ? "mv -f \"" : "cp -p -f -d \"";
-    SM_EXE_HIDE(how, f0, "\" \"", f1, "\" > /dev/null", nullptr);
+    char* q0 = quoted(f0);
+    char* q1 = quoted(f1);
+    SM_EXE_HIDE(how, q0, "\" \"", q1, "\" > /dev/null", nullptr);
+    MEM_FR(&q0);
+    MEM_FR(&q1);
     if (move)
         FILE_OK(f1, 1);
     else if (!ANY_FILE_OK(f1, 0))
@@ -94,11 +111,12 @@ static void shell_transfer(const char* f0, const char* f1, char move) {
 static void transfer(const char* rtn, const char* f0, const char* f1, char move) {
     if (!names_ok(rtn, f0, f1) || S_MT(f0, f1, 1, 1, 0, 0)) return;
     struct stat st;
+    char same = 0;
     if (source_stat(f0, &st)) {
-        if (S_ISREG(st.st_mode) && plain_target(f1))
-            copy_regular(f0, f1, &st, move);
-        else
+        if (!S_ISREG(st.st_mode) || !plain_target(f1, &st, &same))
             shell_transfer(f0, f1, move);
+        else if (!same)
+            copy_regular(f0, f1, &st, move);
     }
     if (err_) SM_ERRA(" (", f0, " -> ", f1, ")", nullptr);
     RTN_ERR(rtn);
@@ -113,7 +131,9 @@ static void make_dirs(const char* fnam) {
         char* prefix = S_X(fnam, 0, i);
         if (FND_B(dir_dlm, prefix, 0, 65535, 1) != 65535) {
             if (dbg_ > 1) SM_DBG("mkdir ", prefix, nullptr);
-            SM_EXE_HIDE("mkdir \"", prefix, "\"", nullptr);
+            char* q = quoted(prefix);
+            SM_EXE_HIDE("mkdir \"", q, "\"", nullptr);
+            MEM_FR(&q);
         }
         ERR_S();
         MEM_FR(&prefix);

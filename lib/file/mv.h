@@ -3,9 +3,9 @@
 // is deleted; the destination then gets the source's times (to the second) and mode. This works
 // the same across file systems. Anything else (a directory, a link, a device, or a destination
 // that is not a regular file) goes to the shell ("mv -f", "cp -p -f -d") through lib/file/exe.h.
-// The shell commands put each name in double quotes: blanks and ; & | < > * ? ' are safe, but
-// ", $, ` and \ inside a name are read by the shell (a "$x" part is expanded, a "`...`" or "$(...)"
-// part is run), so such names must not reach the shell fallbacks.
+// The shell commands put each name in double quotes, with a backslash before each $ ` " \ (the
+// four bytes the shell still reads there), so every name reaches the shell exactly as it is.
+// The copy holds a file in one 32-bit count: a larger source is refused and stays.
 #ifndef UT_MV_H
 #define UT_MV_H
 
@@ -14,13 +14,14 @@
 extern const char* bk_dir;   // "./bk": the backup directory
 extern const char* bk_dir1;  // "./bk/": the same with its separator, to build backup names
 
-// Moves fnam0 onto fnam1, replacing it; the same text twice, or two spellings of one entry ("a",
-// "./a"), does nothing. Errors: a null or empty
-// name alone ("FILE_MV:fnam0=NULL", "...=(empty)"); else "\"x\" not found", an OS error "stat",
-// "utime", "chmod", a copy or shell error, each followed by " (fnam0 -> fnam1) [FILE_MV]". A failed
-// write leaves the source in place (the destination may be partly written); once written, the
-// source is gone even if times or mode fail. A directory moved, or moved onto, ends in the
-// error "\"fnam1\" is a dir" although the shell did the move.
+// Moves fnam0 onto fnam1, replacing it; the same text twice, or two names of one file ("a" and
+// "./a", or a hard link) does nothing. Errors: a null or empty name alone ("FILE_MV:fnam0=NULL",
+// "...=(empty)"); else "\"x\" not found", "\"x\" is too large to copy (N bytes)" (4 GiB and
+// more), an OS error "stat", "utime", "chmod", a copy or shell error, each followed by
+// " (fnam0 -> fnam1) [FILE_MV]". A failed or refused copy leaves the source in place (the
+// destination may be partly written); once written, the source is gone even if times or mode
+// fail. A directory moved, or moved onto, ends in the error "\"fnam1\" is a dir" although the
+// shell did the move.
 void FILE_MV(const char* fnam0, const char* fnam1);
 
 // Copies fnam0 onto fnam1 as FILE_MV moves (messages with "FILE_CP"); the source is never touched.

@@ -129,8 +129,10 @@ static hostent* resolve_name(const char* rtn, const char* hostname) {
     size_t room = fl_rc_mxs < 256 ? fl_rc_mxs : 256;  // the buffer holds fl_rc_mxs + 1 bytes
     if (hostname)
         S_S(hostname, sck_host_nam, 0);
-    else if (gethostname(sck_host_nam, room) != 0)
-        OS_ERR(rtn, ":gethostname", 0);
+    else if (gethostname(sck_host_nam, room) != 0) {
+        OS_ERR(rtn, ":gethostname", 0);  // the text names the routine: no trail as well
+        return nullptr;
+    }
     if (RTN_ERR(rtn)) return nullptr;
     sck_host_nam[room] = 0;
     if (sck_dbg || dbg_ > 2) SM_DBG(rtn, ":sck_host_nam=", sck_host_nam, nullptr);
@@ -187,16 +189,17 @@ static char take_resolved(const hostent* he, sockaddr_in* hsa) {
 }
 
 // Adds the IPv4 address of the named interface to the first empty slot, unless a slot
-// holds it already. An interface without an address is skipped quietly.
-static void take_interface(const char* rtn, const char* name, sockaddr_in* hsa) {
+// holds it already. An interface without an address is skipped quietly. 0 when no socket could
+// be made (raised as "SCK_HOST_INFO:socket ...", which names the routine already).
+static char take_interface(const char* rtn, const char* name, sockaddr_in* hsa) {
     ifreq ifr;
     memset(&ifr, 0, sizeof ifr);
-    if (strlen(name) >= sizeof ifr.ifr_name) return;  // no interface has such a name
+    if (strlen(name) >= sizeof ifr.ifr_name) return 1;  // no interface has such a name
     memcpy(ifr.ifr_name, name, strlen(name));
     int sd = socket(AF_INET, SOCK_STREAM, 0);
     if (sd < 0) {
         OS_ERR(rtn, ":socket", 0);
-        return;
+        return 0;
     }
     ifr.ifr_addr.sa_family = AF_INET;
     if (ioctl(sd, SIOCGIFADDR, &ifr) == 0) {
@@ -207,6 +210,7 @@ static void take_interface(const char* rtn, const char* name, sockaddr_in* hsa) 
         if (!known && i < sck_host_mxc) memcpy(&hsa[i], &ifr.ifr_addr, sai_len);
     }
     SCK_CL(sd);
+    return 1;
 }
 
 // Walks /proc/net/dev: every line "name: counters..." names an interface; the headings have
@@ -214,16 +218,18 @@ static void take_interface(const char* rtn, const char* name, sockaddr_in* hsa) 
 static void scan_interfaces(const char* rtn, sockaddr_in* hsa) {
     FLDF* fd = FL_OP("/proc/net/dev", 0, 2, 0, nullptr);
     char* rec = RCDF_AL();
+    char named = 0;  // the error raised names the routine already
     for (char* line; !err_ && (line = FL_S(fd, 0));) {
         line += strspn(line, " \t");
         char* colon = strchr(line, ':');
         if (!*line || !colon) continue;
         *colon = 0;
         S_S(line, rec, 0);
-        if (!err_) take_interface(rtn, rec, hsa);
+        if (!err_) named = !take_interface(rtn, rec, hsa);
     }
     MEM_FR(&rec);
     FL_CL(fd, 1);
+    if (!named) RTN_ERR(rtn);
 }
 
 void SCK_HOST_INFO(hostent* he, sockaddr_in* hsa, const char* hostname, const char* ip) {
@@ -242,7 +248,7 @@ void SCK_HOST_INFO(hostent* he, sockaddr_in* hsa, const char* hostname, const ch
         if (i < sck_host_mxc) put_slot(&hsa[i], sck_lcl_in_addr);
     }
     scan_interfaces(rtn, hsa);
-    if (RTN_ERR(rtn)) return;
+    if (err_) return;
     if (sck_dbg || dbg_ > 2) SCK_HOST_INFO_DMP(rtn, "", found, hsa);
 }
 

@@ -183,6 +183,7 @@ char BF_SCK(int32_t sd, const char* bf, uint32_t len, uint8_t* st, uint16_t tmo)
 
 char S_SCK(int32_t sd, const char* s, uint8_t* st, uint16_t tmo) {
     static const char* const rtn = "S_SCK";
+    if (err_) return 0;
     BF_SCK(sd, s, 0xFFFFFFFF, st, tmo);
     return !RTN_ERR(rtn);
 }
@@ -213,6 +214,7 @@ char SM_SCK(int32_t sd, uint8_t* st, uint16_t tmo, const char* s1, ...) {
 
 char B_SCK(int32_t sd, char c, uint8_t* st) {
     static const char* const rtn = "B_SCK";
+    if (err_) return 0;
     const char one[2] = {c, 0};
     BF_SCK(sd, one, 1, st, 0xffff);
     return !RTN_ERR(rtn);

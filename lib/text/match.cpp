@@ -2,7 +2,7 @@
 // through one gapped finder, find_gapped(), which treats a pattern without a gap byte as a single
 // piece. The word forms share the search and replace workers with a flag. Ranges are cut with
 // strnlen before any index is used and the walks stop at a zero, so nothing past a terminating
-// zero is ever read.
+// zero is ever read; BF_MT alone compares buffers, exactly n bytes.
 #include "text/match.h"
 
 #include <cstring>
@@ -150,7 +150,11 @@ char S_MT(const char* a, const char* b, char cs, char exact, char wild, char gap
 char BF_MT(const char* a, const char* b, uint16_t n, char cs, char exact, char wild) {
     if (err_) return 0;
     if (!a || !b) return !a && !b;
-    return walk(a, b, n == none ? strlen(b) : n, cs, exact, wild);
+    size_t len = n == none ? strlen(b) : n;
+    if (exact && !wild) return (cs ? memcmp(a, b, len) : strncasecmp(a, b, len)) == 0;
+    for (size_t i = 0; i < len; i++)  // buffers: a zero byte is a byte like any other
+        if (!same(a[i], b[i], cs, exact, wild)) return 0;
+    return 1;
 }
 
 char S_END_MT(const char* s, const char* e, char cs, char exact, char wild) {

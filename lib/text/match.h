@@ -18,9 +18,9 @@
 // byte counts in b. Two empty texts match.
 char S_MT(const char* a, const char* b, char cs, char exact, char wild, char gap);
 
-// S_MT over the first n bytes only (n = 65535: the length of b); n = 0 matches. A zero byte in
-// one text where the other has none is a mismatch; both ending together within n is a match.
-// Nothing past a terminating zero is ever read.
+// The rules of S_MT over exactly n bytes of two buffers (n = 65535: the length of b); n = 0
+// matches. Both must hold n bytes: a zero byte is compared like any other, except that exact
+// without case and without wild (strncasecmp) stops at a zero both texts hold there.
 char BF_MT(const char* a, const char* b, uint16_t n, char cs, char exact, char wild);
 
 // 1 when s ends with e (S_MT of the tail, no gap). Null s matches only null e; an e longer than

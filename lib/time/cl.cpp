@@ -24,6 +24,9 @@ const char* qt = "\"";
 static const uint32_t miss = 0xFFFFFFFF;
 static const uint16_t unset = 65535;
 static const int n_fields = 8;  // year, month, day, wday, hour, minute, second, ms
+// Longest time range walked: a day in seconds, or 270 years in days, fits; a walk this long
+// that has not met hi is taken as one that never will.
+static const uint32_t max_walk = 100000;
 
 static UTMDF utm0, utm1, utm_w;  // a time range's lo, hi and walking record
 static double f8v0, f8v1, f8vt, mlt, delta;
@@ -151,24 +154,17 @@ static int32_t step_ms() {
     return 0;
 }
 
-// Walks from lo to hi, each value written as lo is written. A walk that comes back to a record
-// it has been at can never reach hi: the range has no size that fits (cycle found by Brent's
-// method: the walk is compared with a mark moved on at every power of two steps).
+// Walks from lo to hi, each value written as lo is written. A walk that has not met hi within
+// max_walk steps never will (hi names a value the walk cannot take, or it runs away from hi):
+// the range has no size that fits.
 static int walk(const char* lo, const char* txt, char mt, char parsed, uint32_t* pos) {
-    UTMDF mark = utm_w;
-    uint32_t since = 0, span = 1;
-    for (;;) {
+    for (uint32_t steps = 0; steps < max_walk; steps++) {
         if (parsed && S_MT(TM_S(&utm_w, lo), txt, mt, 1, 0, 0)) return e_found;
         if (advance(pos, 1) == e_over) return e_over;
         if (agree(&utm_w, &utm1, 0)) return e_next;
         TM_ADD(step_ms(), &utm_w);
-        if (memcmp(&utm_w, &mark, sizeof mark) == 0) return e_over;
-        if (++since == span) {
-            mark = utm_w;
-            span *= 2;
-            since = 0;
-        }
     }
+    return e_over;
 }
 
 // A date or time range. One that does not parse, or whose hi leaves out a unit lo names (the

@@ -31,8 +31,9 @@ extern const char* qt;          // "\"", for quoting texts in messages
 // raises "\"txt\" is undefined selection" and a null argument "CL_X:txt=NULL" or "CL_X:cl=NULL";
 // failures inside an entry (an unreadable file, a range that does not convert) are cleared and
 // the entry is skipped or read as plain text. A time range that cannot reach hi (hi leaves out a
-// unit that lo names) is a plain entry; one whose walk comes round without ending has no size
-// that fits and gives 0xFFFFFFFF when the text was not met on the way.
+// unit that lo names) is a plain entry. A walk is at most 100,000 values long: one that has not
+// met hi by then ("Jun...13", "1/1...2/30": hi is never met) has no size that fits, so a text
+// met on the way keeps its position and any other gives 0xFFFFFFFF.
 uint32_t CL_X(const char* const* cl, const char* txt, char report, char mt);
 
 #endif

@@ -21,9 +21,11 @@ static std::string run(const char* cmd, char dsp = 0) {
 }
 
 // A command has failed exactly when it left error text, its own or a child's report in s_exe.err;
-// the text becomes one line.
+// the text becomes one line, of at most 8,192 bytes.
 TEST(Exe, OnlyErrorTextIsAFailure) {
+    const std::string flood(8192, 'x');
     const std::pair<const char*, const char*> rows[] = {
+        {"sh -c \"head -c 70000 /dev/zero | tr '\\\\0' x >&2\"", flood.c_str()},
         {"false", nullptr},
         {"ls /nonexistent", nullptr},               // silent failure; listing of nothing
         {"cat /nonexistent 2>/dev/null", nullptr},  // redirected by itself: not captured

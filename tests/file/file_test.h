@@ -24,8 +24,9 @@ inline std::string slurp(const char* fnam) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-inline void spit(const char* fnam, const std::string& s) {
+inline const char* spit(const char* fnam, const std::string& s) {
     std::ofstream(fnam, std::ios::binary) << s;
+    return fnam;
 }
 
 // "result error-text" ("<null>" for none), clearing the error: one compare per call.

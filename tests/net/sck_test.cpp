@@ -6,23 +6,24 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sstream>
 #include <string>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
 
-#include "net/host.h"
-#include "net/sck.h"
 #include "support/ut_test.h"
 #include "ut.h"
 
-namespace {
+// "result error-text" ("<null>" for none), clearing the error.
+template <class T> static std::string with_err(T result) {
+    std::ostringstream o;
+    return (o << result << " " << show(ERR_S()), o.str());
+}
 
-sockaddr_in loopback(uint16_t port) {
-    sockaddr_in sai = {};
-    sai.sin_family = AF_INET;
-    sai.sin_port = htons(port);
-    sai.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+static sockaddr_in loopback(uint16_t port) {
+    sockaddr_in sai = {AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
     return sai;
 }
 
@@ -42,81 +43,74 @@ struct Pair {
         server = accept(lsd, nullptr, nullptr);
         SCK_BLOCK(server, 0);
     }
+    void hang_up() {
+        close(client);
+        client = -1;
+        usleep(20000);
+    }
     ~Pair() {
-        SCK_CL(client);
-        SCK_CL(server);
-        SCK_CL(lsd);
+        for (int32_t sd : {client, server, lsd}) SCK_CL(sd);
     }
 };
-
-}  // namespace
 
 TEST(Sck, ReceiveTellsNothingYetFromConnectionOver) {
     Pair p;
     ASSERT_EQ(err_, 0) << err_msg;
     char bf[16];
     uint8_t st = 99;
-    EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 0, &st), 0);
-    EXPECT_EQ(err_, 0);  // nothing yet
-    EXPECT_EQ(st, sck_st_ok);
+    EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 0, &st) + err_ + st, 0);  // nothing yet
     ASSERT_EQ(write(p.client, "abc", 3), 3);
     usleep(20000);
     EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 1, &st), 3);  // peeked: still queued
     EXPECT_EQ(SCK_RECV(p.server, bf, 2, 0, &st), 2);
     EXPECT_EQ(std::string(bf, 2), "ab");
     EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 0, &st), 1);
-    close(p.client);
-    p.client = -1;
-    usleep(20000);
-    EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 0, &st), 0);
-    EXPECT_EQ(st, sck_st_notconn);
+    p.hang_up();
+    EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 0, &st) + st, sck_st_notconn);
     std::string want = "SCK_RECV:recv (err #107:" + std::string(strerror(ENOTCONN)) +
                        ") (sd=" + std::to_string(p.server) + " sai=127.0.0.1:";
     EXPECT_EQ(std::string(ERR_S()).rfind(want, 0), 0u) << want;
 }
 
-// Sending: texts joined exactly, a leading zero byte sends nothing, the 65,534-byte limit.
+// Sending: texts joined exactly, a leading zero byte sends nothing, the 65,534-byte limit; no
+// send routine sends or adds its name while an error is pending.
 TEST(Sck, SendWritesExactlyTheGivenBytes) {
     Pair p;
     uint8_t st = 99;
     EXPECT_EQ(SM_SCK(p.server, &st, 0xffff, "OK", cr_, nullptr), 1);
     EXPECT_EQ(BF_SCK(p.server, "\0xyz", 4, &st, 0xffff), 1);  // first byte 0: nothing sent
-    EXPECT_EQ(B_SCK(p.server, 0, &st), 1);
-    EXPECT_EQ(S_SCK(p.server, "!", &st, 0xffff), 1);
+    EXPECT_EQ(B_SCK(p.server, 0, &st) + S_SCK(p.server, "!", &st, 0xffff), 2);
     EXPECT_EQ(SM_SCK(p.server, &st, 0xffff, nullptr, nullptr), 1);
+    std::string half(32767, 'a'), more(32768, 'b');
+    EXPECT_EQ(SM_SCK(p.server, &st, 0xffff, half.c_str(), more.c_str(), nullptr), 0);
+    EXPECT_STREQ(ERR_S(), "String overflow [SM_SCK]");
+    S_ERR("pending");
+    EXPECT_EQ(BF_SCK(p.server, "x", 1, &st, 0) + S_SCK(p.server, "x", &st, 0) +
+                  SM_SCK(p.server, &st, 0, "x", nullptr) + B_SCK(p.server, 'x', &st),
+              0);
+    EXPECT_STREQ(ERR_S(), "pending");
     char bf[16] = {};
     usleep(20000);
     EXPECT_EQ(read(p.client, bf, sizeof bf), 4);
     EXPECT_STREQ(bf, "OK\r!");
-    std::string half(32767, 'a'), more(32768, 'b');
-    EXPECT_EQ(SM_SCK(p.server, &st, 0xffff, half.c_str(), more.c_str(), nullptr), 0);
-    EXPECT_STREQ(ERR_S(), "String overflow [SM_SCK]");
 }
 
-// A peer that reads nothing: with time-out 0 the first EAGAIN fails at once.
-TEST(Sck, SendThatCannotProceedFailsWithTheBlockedText) {
-    Pair p;
+// A send that cannot proceed fails: a peer that reads nothing blocks it (time-out 0: at the
+// first EAGAIN), one that closed ends it, without ending the process.
+TEST(Sck, SendThatCannotProceedFails) {
     std::vector<char> big(8 << 20, 'x');
-    uint8_t st = 0;
-    EXPECT_EQ(BF_SCK(p.server, big.data(), static_cast<uint32_t>(big.size()), &st, 0), 0);
-    EXPECT_EQ(st, sck_st_blocked);
-    std::string e = ERR_S();
-    EXPECT_EQ(e.rfind("send BLOCKED (txtmo=0, bfsz=8388608 txsz=", 0), 0u) << e;
-    EXPECT_EQ(e.substr(e.size() - 10), ") [BF_SCK]");
-}
-
-TEST(Sck, SendToAClosedPeerFailsWithoutEndingTheProcess) {
-    Pair p;
-    close(p.client);
-    p.client = -1;
-    usleep(20000);
-    std::vector<char> big(1 << 20, 'x');
-    uint8_t st = 0;
-    for (int i = 0; i < 4 && !err_; i++)
-        BF_SCK(p.server, big.data(), static_cast<uint32_t>(big.size()), &st, 0xffff);
-    std::string e = show(ERR_S());
-    EXPECT_EQ(e.rfind("send (err #", 0), 0u) << e;
-    EXPECT_TRUE(st == sck_st_pipe || st == sck_st_reset) << int(st);
+    for (bool closed : {false, true}) {
+        Pair p;
+        if (closed) p.hang_up();
+        uint8_t st = 0;
+        EXPECT_EQ(BF_SCK(p.server, big.data(), big.size(), &st, closed ? 0xffff : 0), 0);
+        std::string e = show(ERR_S());
+        EXPECT_EQ(e.rfind(closed ? "send (err #" : "send BLOCKED (txtmo=0, bfsz=8388608 txsz=", 0),
+                  0u)
+            << e;
+        EXPECT_EQ(e.substr(e.size() - 10), ") [BF_SCK]");
+        EXPECT_TRUE(closed ? st == sck_st_pipe || st == sck_st_reset : st == sck_st_blocked) << +st;
+    }
 }
 
 // A taken port: -1 and the address in the text; the socket is closed, also while an error is
@@ -125,9 +119,8 @@ TEST(Sck, ListeningOnATakenPortNamesTheAddress) {
     Pair p;
     sockaddr_in sai = loopback(p.port);
     EXPECT_EQ(HOST_SAI_SD(&sai, 0), -1);
-    std::string want = "HOST_SAI_SD:bind (err #98:" + std::string(strerror(EADDRINUSE)) +
-                       ") (127.0.0.1:" + std::to_string(p.port) + ")";
-    EXPECT_EQ(show(ERR_S()), want);
+    EXPECT_EQ(show(ERR_S()), "HOST_SAI_SD:bind (err #98:" + std::string(strerror(EADDRINUSE)) +
+                                 ") (127.0.0.1:" + std::to_string(p.port) + ")");
     int32_t sd = socket(AF_INET, SOCK_STREAM, 0);
     S_ERR("pending");
     SCK_CL(-1);
@@ -136,33 +129,38 @@ TEST(Sck, ListeningOnATakenPortNamesTheAddress) {
     EXPECT_STREQ(ERR_S(), "pending");
 }
 
-// Address texts: the report flag decides whether a bad address raises.
+// Address texts: the report flag decides whether a bad address raises; a socket without a peer
+// reads "?", raised only when asked, a pending error left as it was.
 TEST(Host, AddressTexts) {
-    struct Row {
-        const char* ip;
-        char report;
-        uint32_t want;
-        const char* err;
-    } rows[] = {{"1.2.3.4", 1, inet_addr("1.2.3.4"), nullptr},
-                {"255.255.255.255", 1, 0, "255.255.255.255 is invalid"},
-                {"255.255.255.255", 0, 0, nullptr}};
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.ip);
-        EXPECT_EQ(IP_UL(r.ip, r.report), r.want);
-        EXPECT_EQ(show(ERR_S()), show(r.err));
-    }
+    EXPECT_EQ(IP_UL("1.2.3.4", 1) + IP_UL("255.255.255.255", 0) + err_, inet_addr("1.2.3.4"));
+    EXPECT_EQ(with_err(IP_UL("255.255.255.255", 1)), "0 255.255.255.255 is invalid");
     sockaddr_in sai = loopback(9500);
-    EXPECT_STREQ(SAI_IP(&sai, 1, 0), "127.0.0.1:9500");
-    EXPECT_STREQ(SAI_IP(&sai, 0, 0), "127.0.0.1");
-    EXPECT_STREQ(SAI_IP(nullptr, 0, 1), "?");
-    EXPECT_STREQ(ERR_S(), "SAI_IP:saip=NULL");
-    int32_t lone = socket(AF_INET, SOCK_STREAM, 0);  // no peer: "?" and no error left behind
-    EXPECT_STREQ(SD_PEER_IP(lone, 1, 0), "?");
-    EXPECT_EQ(err_, 0);
+    EXPECT_EQ(std::string(SAI_IP(&sai, 1, 0)) + SAI_IP(&sai, 0, 0), "127.0.0.1:9500127.0.0.1");
+    EXPECT_EQ(with_err(SAI_IP(nullptr, 0, 1)), "? SAI_IP:saip=NULL");
+    int32_t lone = socket(AF_INET, SOCK_STREAM, 0);
+    EXPECT_EQ(show(SD_PEER_IP(lone, 1, 0)) + std::to_string(err_), "?0");
     S_ERR("reporting");
-    EXPECT_STREQ(SD_PEER_IP(lone, 1, 1), "?");
-    EXPECT_STREQ(ERR_S(), "reporting");
+    EXPECT_EQ(with_err(SD_PEER_IP(lone, 1, 1)), "? reporting");
     SCK_CL(lone);
+}
+
+// A failing system call is named once, by the routine and the call, with no trail after it.
+TEST(Host, SystemCallFailuresNameTheRoutineOnce) {
+    fl_rc_mxs = 1;  // no host name fits
+    std::vector<sockaddr_in> hsa(sck_host_mxc);
+    SCK_HOST_INFO(nullptr, hsa.data(), nullptr, nullptr);
+    EXPECT_EQ(show(ERR_S()), "SCK_HOST_INFO:gethostname (err #36:" + show(strerror(36)) + ")");
+    SCK_SYS_CL();
+    fl_rc_mxs = 256;
+    int free_fd = dup(0);  // room for /proc/net/dev and nothing more: no socket for the scan
+    close(free_fd);
+    rlimit all, few;
+    getrlimit(RLIMIT_NOFILE, &all);
+    few = {static_cast<rlim_t>(free_fd + 1), all.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+    SCK_HOST_INFO(nullptr, hsa.data(), "localhost", nullptr);
+    setrlimit(RLIMIT_NOFILE, &all);  // the sanitizers' own reports need files
+    EXPECT_EQ(show(ERR_S()), "SCK_HOST_INFO:socket (err #24:" + show(strerror(24)) + ")");
 }
 
 TEST(Host, HostAddressesHoldLoopbackOnce) {

@@ -71,6 +71,20 @@ class Failures(ZimbCase):
             self.assertEqual(f.read(), b"precious")
         self.assert_next_transfer_works()
 
+    def test_destination_names_reach_the_shell_move_exactly(self):
+        # A destination directory goes to the shell's move, whose double quotes must not let
+        # $ ` " or a backslash act: nothing is run, the file lands inside the directory.
+        for mark in ("$(touch INJECTED)", "`touch INJECTED`", '"; touch INJECTED; "', "a\\"):
+            with self.subTest(mark=mark):
+                dest = self.path("q" + mark)
+                os.makedirs(dest)
+                reply = self.net.send(header("", dest, 3) + b"abc")
+                self.assertFalse(os.path.exists(self.path("INJECTED")))
+                self.assertIn(b" is a dir (", reply)  # moved, yet judged as no regular file
+                [moved] = os.listdir(dest)
+                with open(os.path.join(dest, moved), "rb") as f:
+                    self.assertEqual(f.read(), b"abc")
+
 
 if __name__ == "__main__":
     zimbnet.main()

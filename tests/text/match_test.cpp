@@ -22,8 +22,9 @@ TEST(Match, CompareUnderEachRule) {
         {"x404 Not Found", "404~Not Found", 0, 1, 1, 0, '~', 0},
         {"file.BIN", ".bin", 1, 0, 1, 0, 0, 1}, {"bin", ".bin", 1, 0, 1, 0, 0, 0},
         {"\\Xab", "\\x", 2, 0, 1, 0, 0, 1}, {"abc", "abd", 3, 1, 1, 0, 0, 0},
-        {"abcd", "abc", none, 1, 1, 0, 0, 1}, {"ab", "ab", 9, 1, 1, 0, 0, 1},
-        {"a", "a-", 9, 1, 0, 0, 0, 0}, {"x?", "x", 9, 1, 1, '?', 0, 0},
+        {"abcd", "abc", none, 1, 1, 0, 0, 1}, {"a\0x", "a\0y", 3, 1, 1, 0, 0, 0},
+        {"a\0x", "A\0y", 3, 0, 0, 0, 0, 0}, {"a\0x", "a\0?", 3, 1, 1, 0, 0, 0},
+        {"a\0?", "a\0y", 3, 1, 1, '?', 0, 1},  // buffers: bytes past a zero count too
     };
     // clang-format on
     for (const Row& r : rows) {
@@ -56,6 +57,9 @@ TEST(Match, FindInRange) {
         {'W', "cat", "a cat.", 0, none, 1, 0, none, 0},  // punctuation joins words
         {'W', "cat", "cats catcat cat ", 0, none, 1, 0, 12, 15},
         {'W', "at", "cat", 1, none, 1, 0, none, 0},   // edges are judged on the whole text
+        {'W', "cat", "cat", 0, none, 1, 0, 0, 3},     {'W', "cat", "xcat cat", 0, none, 1, 0, 5, 8},
+        {'W', "cat", "catx", 0, none, 1, 0, none, 0}, {'W', "cat", "cat1", 0, 3, 1, 0, none, 0},
+        {'W', "a", "1a a", 0, none, 1, 0, 3, 4},
         {'B', "B", "abcb", 2, none, 0, 0, 3, 0},      {'B', "B", "abcb", 0, none, 1, 0, none, 0},
         {'B', "c", "abc", 0, 2, 1, 0, none, 0},       {'B', "a", "abc", 9, none, 1, 0, none, 0},
         {'C', "", "ab12cd345", 4, 8, 0, ch_dec, 6, 8}, {'C', "", "12", 5, none, 0, ch_dec, none, 0},

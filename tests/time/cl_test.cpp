@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -36,7 +37,8 @@ static void run(const std::vector<Row>& rows) {
 // only a text with a "." is looked up in a decimal-point range. The position never wraps: behind
 // a count past 32 bits every text is a miss; so too behind a reversed range, which has no size
 // that fits. Time ranges walk from lo in its finest unit, each value written as lo is written; a
-// range whose hi lacks a unit lo names, or that does not parse, is a plain entry.
+// range whose hi lacks a unit lo names, or that does not parse, is a plain entry; one whose hi
+// is never met has no size that fits.
 TEST(Cl, WordsAndRanges) {
     run({{{"Sun", "Mon", "Tue"}, {{"Mon", 1}, {"mon", 1}, {"Xyz", miss}}},
          {{"Sun", "Mon", "Tue"}, {{"mon", miss}, {"Tue", 2}}, 1},
@@ -55,7 +57,10 @@ TEST(Cl, WordsAndRanges) {
          {{"10:00...10:05", "x"}, {{"10:00", 0}, {"10:03", 3}, {"x", 6}, {"10:06", miss}}},
          {{"Monday...Friday", "x"}, {{"Wednesday", 2}, {"x", 5}}},
          {{"3/5/2007 10:00...11:00", "x"}, {{"x", 1}}},
-         {{"25:00...26:00", "x"}, {{"x", 1}}}});
+         {{"25:00...26:00", "x"}, {{"x", 1}}},
+         {{"00:00:00...23:59:59", "x"}, {{"x", 86400}}},   // long, but hi is met
+         {{"Jun...13", "x"}, {{"June", 0}, {"x", miss}}},  // hi is never met
+         {{"1/1...2/30", "x"}, {{"1/2", 1}, {"x", miss}}}});
     // A month walk steps backwards (its step is negative in 32 bits), passing April on its way
     // from January to March; where it ends depends on today's day of the month.
     const char* months[] = {"January...March", "x", nullptr};
@@ -85,15 +90,15 @@ TEST(Cl, FileEntriesAndTheWildcard) {
 // Errors only for a reporting caller; a pending error makes the lookup a miss and stays.
 TEST(Cl, ReportedErrors) {
     const char* cl[] = {"Sun", "Mon", nullptr};
-    EXPECT_EQ(CL_X(cl, "Xyz", 0, 0), miss);
-    EXPECT_EQ(CL_X(cl, nullptr, 0, 0), miss);
-    EXPECT_EQ(err_, 0);
-    EXPECT_EQ(CL_X(cl, "Xyz", 1, 0), miss);
-    EXPECT_STREQ(ERR_S(), "\"Xyz\" is undefined selection");
-    EXPECT_EQ(CL_X(cl, nullptr, 1, 0), miss);
-    EXPECT_STREQ(ERR_S(), "CL_X:txt=NULL");
-    EXPECT_EQ(CL_X(nullptr, "Mon", 1, 0), miss);
-    EXPECT_STREQ(ERR_S(), "CL_X:cl=NULL");
+    const std::tuple<const char* const*, const char*, char, const char*> rows[] = {
+        {cl, nullptr, 0, "<null>"},
+        {cl, "Xyz", 1, "\"Xyz\" is undefined selection"},
+        {cl, nullptr, 1, "CL_X:txt=NULL"},
+        {nullptr, "Mon", 1, "CL_X:cl=NULL"}};
+    for (const auto& [list, txt, report, err] : rows) {
+        EXPECT_EQ(CL_X(list, txt, report, 0), miss);
+        EXPECT_EQ(show(ERR_S()), err);
+    }
     S_ERR("pending");
     EXPECT_EQ(CL_X(cl, "Mon", 1, 0), miss);
     EXPECT_STREQ(ERR_S(), "pending");
