@@ -73,6 +73,20 @@ TEST(Dbg, FailedWriteLeavesItsErrorPendingWithTheLine) {
     EXPECT_EQ(e.substr(e.size() - 9), " txt=lost") << e;
 }
 
+TEST(Dbg, TracedAllocationReportsALogThatCannotBeWritten) {
+    plain_log();
+    dbg_log = "missing/dbg.log";
+    mem_al_dbg = 2;
+    EXPECT_EQ(S_CP("abc"), nullptr);
+    mem_al_dbg = 0;
+    EXPECT_TRUE(std::regex_match(
+        show(ERR_S()), std::regex("Open error on \"missing/dbg.log\" \\[BF_FILE\\] "
+                                  "\\[S_FILE\\] txt=MEM_AL:pt=[0-9a-f]+ cnt=1 \\[S_CP\\]")))
+        << err_msg;
+    EXPECT_EQ(take(S_CP("again")), "again");  // reported once: tracing goes on counting only
+    EXPECT_EQ(err_, 0);
+}
+
 TEST(Dbg, NestedWriteIsRefusedWithTheRecursionMessage) {
     plain_log();
     testing::internal::CaptureStdout();

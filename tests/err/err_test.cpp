@@ -71,15 +71,47 @@ TEST(Err, PushAndPopRestoreTheSavedError) {
         EXPECT_EQ(psh_err_cnt, 0);
         EXPECT_EQ(show(ERR_S()), show(after));
     }
-    // An eleventh push is ignored and leaves the error pending; a pop below zero does nothing.
-    for (int i = 0; i < 10; i++) PSH_ERR();
+    // At full depth a formatter leaves the stack alone; an eleventh push is ignored and leaves
+    // the error pending; the pop of level 10 restores its saved text; below zero nothing.
+    for (int i = 0; i < 9; i++) PSH_ERR();
+    S_ERR("saved");
+    PSH_ERR();
+    EXPECT_STREQ(V_S10(42, nullptr, 0), "42");
+    EXPECT_EQ(err_, 0);
     S_ERR("deep");
     PSH_ERR();
     EXPECT_EQ(psh_err_cnt, 10);
+    EXPECT_STREQ(V_S10(43, nullptr, 0), "43");
     EXPECT_EQ(err_, 1);
     for (int i = 0; i < 11; i++) POP_ERR();
     EXPECT_EQ(psh_err_cnt, 0);
-    EXPECT_STREQ(ERR_S(), "deep");
+    EXPECT_STREQ(ERR_S(), "saved");
+}
+
+// The allocation trace logs through the formatters and the debug log, which run in the middle
+// of the error routines' own updates: at every tracing level the error comes out as it went
+// in. Each row ends with a new raise, where a text freed twice would show.
+TEST(Err, TracingLeavesThePendingErrorAsFound) {
+    const std::pair<void (*)(), const char*> rows[] = {
+        {[] { S_ERR("A"), PSH_ERR(), POP_ERR(); }, "A"},
+        {[] { S_ERR("A"), PSH_ERR(), S_ERR("B"), POP_ERR(); }, "A"},
+        {[] { S_ERR("A"), S_DBG("line"); }, "A"},
+        {[] { S_ERR("A"), SM_ERRA(" n=", V_S10(255, nullptr, 0), nullptr); }, "A n=255"},
+        {[] { S_ERR("A"), RTN_ERR("S_CP"); }, "A [S_CP]"},
+    };
+    dbg_vd = 0;
+    for (char level : {0, 1, 2})
+        for (const auto& [run, want] : rows) {
+            SCOPED_TRACE(std::to_string(level) + ": " + want);
+            ERR_S();
+            mem_al_dbg = level;
+            run();
+            mem_al_dbg = 0;
+            EXPECT_EQ(psh_err_cnt, 0);
+            EXPECT_EQ(show(ERR_S()), want);
+            S_ERR("later");
+            EXPECT_STREQ(ERR_S(), "later");
+        }
 }
 
 // System errors: "NAME:detail (err #N:text)", the null-name form, and the number returned; a

@@ -6,12 +6,25 @@
 #include "support/ut_test.h"
 #include "ut.h"
 
+#ifndef __SANITIZE_ADDRESS__
+// Every malloc fails while this is set (the sanitizer build keeps its own allocator, so there
+// the test that needs it is skipped).
+static bool malloc_fails = false;
+extern "C" void* __libc_malloc(size_t n);
+extern "C" void* malloc(size_t n) noexcept {
+    return malloc_fails ? nullptr : __libc_malloc(n);
+}
+#endif
+
 // A refused allocation names the request and the free memory, and gives nothing back.
 TEST(Mem, FailedAllocationRaisesItsMessage) {
     EXPECT_EQ(MEM_AL(0), nullptr);
     std::string e = ERR_S();
     EXPECT_EQ(e.rfind("Mem alloc failure (req=0 free=", 0), 0u) << e;
     EXPECT_EQ(e.back(), ')');
+    EXPECT_EQ(MEM_AL(~0UL), nullptr);
+    e = ERR_S();
+    EXPECT_EQ(e.rfind("Mem alloc failure (req=18446744073709551615 free=", 0), 0u) << e;
 
     char* p = MEM_AL(8);
     const unsigned long huge = 1UL << 62;
@@ -68,4 +81,21 @@ TEST(Ring, ScratchStringLivesForTwoThousandFortySevenAllocations) {
     EXPECT_EQ(ut_x, 0);
     EXPECT_STREQ(UT_SM_CP("a", "b", nullptr), "ab");  // a new ring after UT_FREE
     EXPECT_EQ(ut_x, 0);
+}
+
+TEST(Mem, NoMemoryEvenForTheMessage) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "needs the C library's malloc";
+#else
+    S_ERR("File not found: x");
+    ERR_S();
+    malloc_fails = true;
+    char* p = MEM_AL(16);
+    RTN_ERR("S_CP");
+    malloc_fails = false;
+    EXPECT_EQ(p, nullptr);
+    EXPECT_STREQ(ERR_S(), "Mem alloc failure");
+    S_ERR("later");
+    EXPECT_STREQ(ERR_S(), "later");
+#endif
 }
