@@ -14,10 +14,10 @@ extern "C" void* malloc(size_t n) noexcept {
 }
 #endif
 
-// A refused allocation names the request, as the unsigned number it is, and the free memory,
-// and gives nothing back; a refused resize gives the old block back. With no memory even for
-// that message, the fixed text stands, never an older one.
-TEST(Mem, FailedAllocationRaisesItsMessage) {
+// Copies and clears of bytes. A refused allocation names the request, as the unsigned number it is,
+// and the free memory, and gives nothing back; a refused resize gives the old block back. With no
+// memory even for that message, the fixed text stands, never an older one.
+TEST(Mem, BlocksCopiesAndFailedAllocations) {
     char* p = MEM_AL(8);
     const std::pair<unsigned long, bool> rows[] = {{0, false}, {~0UL, false}, {1UL << 62, true}};
     for (const auto& [n, resize] : rows) {
@@ -27,6 +27,15 @@ TEST(Mem, FailedAllocationRaisesItsMessage) {
     }
     p = MEM_REAL(MEM_REAL(p, 16), 0);  // grows, then frees
     EXPECT_EQ(p, nullptr);
+    char dst[4] = {'w', 'x', 'y', 'z'};
+    B_B("ab", 2, dst);
+    B_B(nullptr, 1, dst + 3);
+    EXPECT_EQ(std::string(dst, 4), std::string("abyz", 3) + '\0');
+    char* c = BF_CP("a\0b", 3);
+    EXPECT_EQ(std::string(c, 3), std::string("a\0b", 3));
+    MEM_FR(&c);
+    EXPECT_EQ(BF_CP("a", 0), nullptr);
+    EXPECT_GT(TOTAL_MEM(), AVAIL_MEM());
 #ifndef __SANITIZE_ADDRESS__
     S_ERR("File not found: x");
     ERR_S();
@@ -39,18 +48,6 @@ TEST(Mem, FailedAllocationRaisesItsMessage) {
     S_ERR("later");  // the fixed text is not freed as the next one replaces it
     EXPECT_STREQ(ERR_S(), "later");
 #endif
-}
-
-TEST(Mem, ByteCopyAndClear) {
-    char dst[4] = {'w', 'x', 'y', 'z'};
-    B_B("ab", 2, dst);
-    B_B(nullptr, 1, dst + 3);
-    EXPECT_EQ(std::string(dst, 4), std::string("abyz", 3) + '\0');
-    char* c = BF_CP("a\0b", 3);
-    EXPECT_EQ(std::string(c, 3), std::string("a\0b", 3));
-    MEM_FR(&c);
-    EXPECT_EQ(BF_CP("a", 0), nullptr);
-    EXPECT_GT(TOTAL_MEM(), AVAIL_MEM());
 }
 
 // A scratch string lives through 2047 further scratch allocations; the 2048th reuses its slot.
