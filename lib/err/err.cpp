@@ -1,6 +1,9 @@
 // The error state and its stack: owns err_, err_msg, os_err, the stack slots and daemon_op.
-// Texts are built with the heap strings of lib/text; a text that cannot be built because memory
-// ran out is lost, and the allocation failure (raised first) stands instead.
+// Texts are built with the heap strings of lib/text, whose allocations may be traced into the
+// debug log; so every routine here puts the state in order (texts detached, flag final) before
+// it allocates or frees. A text that cannot be built because memory ran out is lost, and the
+// allocation failure (raised first) stands instead; with no memory even for that message, the
+// static "Mem alloc failure" does.
 #include "err/err.h"
 
 #include <cerrno>
@@ -20,22 +23,38 @@ char daemon_op = 0;
 
 static const int max_pieces = 49;
 static const uint16_t stack_depth = 10;
+static const size_t max_len = 65534;  // the longest text the joins of lib/text build
 
-// Makes text (a heap string, taken over) the pending error's text.
+// mem_alloc_fail's text in a block of its own: raising it needs no memory. The one text of the
+// state that is never freed.
+static char no_memory[] = "Mem alloc failure";
+
+// Frees a text of the state (unless it is no_memory) and nulls the pointer.
+static void release(char** text) {
+    if (*text == no_memory)
+        *text = nullptr;
+    else
+        MEM_FR(text);
+}
+
+// Makes text (a heap string, taken over) the pending error's text. The state is complete before
+// the old text is freed, since freeing may be traced.
 static void raise_owned(char* text) {
-    MEM_FR(&err_msg);
+    char* old = err_msg;
     err_msg = text;
     err_ = 1;
+    release(&old);
+}
+
+void NOMEM_ERR() {
+    if (!err_) raise_owned(no_memory);
 }
 
 void S_ERR(const char* text) {
     if (err_) return;
     if (!text || !*text) text = "(null)";
-    // Not S_RP: if the copy fails, the allocation failure has replaced err_msg already, and the
-    // old pointer S_RP would hand back is gone.
     char* copy = S_CP(text);
-    if (err_) return;
-    raise_owned(copy);
+    if (!err_) raise_owned(copy);  // else the copy's own failure is the error now
 }
 
 void SM_ERR(const char* piece, ...) {
@@ -45,19 +64,28 @@ void SM_ERR(const char* piece, ...) {
     char* joined = SM_CP_VA(piece, ap);
     va_end(ap);
     if (!joined) joined = S_CP("");  // a null first piece raises the empty text
-    if (err_) {  // the join failed (overflow, memory): that failure is the error now
-        MEM_FR(&joined);
-        return;
-    }
-    raise_owned(joined);
+    if (!err_) raise_owned(joined);  // else the join's failure (overflow, memory) is the error
 }
 
 void S_ERRA(const char* text) {
-    err_ = 0;  // S_A refuses to work while an error is pending
-    char* longer = S_A(err_msg, text);
-    if (err_) return;  // the append failed and raised its own text, which replaced err_msg
-    err_msg = longer;
-    err_ = 1;
+    if (!text || !*text) {
+        err_ = 1;
+        return;
+    }
+    char* old = err_msg;  // detached while the longer text is built: a failure raised there
+    err_msg = nullptr;    // takes its place, and old is not left behind as a freed text
+    err_ = 0;             // MEM_AL refuses to work while an error is pending
+    size_t have = old ? strlen(old) : 0, add = strlen(text);
+    if (have + add > max_len) S_ERR("String overflow");
+    // Built by hand, not by a join: a failed join adds its name through this very function, and
+    // with no memory left that would never end.
+    char* longer = MEM_AL(have + add + 1);
+    if (longer) {
+        if (have) memcpy(longer, old, have);
+        memcpy(longer + have, text, add + 1);
+        raise_owned(longer);
+    }
+    release(&old);
 }
 
 void SM_ERRA(const char* piece, ...) {
@@ -85,21 +113,39 @@ char* ERR_S() {
 
 void PSH_ERR() {
     if (psh_err_cnt >= stack_depth) return;
-    char** slot = &psh_err_msgs[psh_err_cnt];
-    MEM_FR(slot);
-    if (err_) {
-        err_ = 0;
-        *slot = S_CP(err_msg);  // if this copy fails, its allocation error is what stays pending
-    }
-    psh_err_cnt++;
+    char** slot = &psh_err_msgs[psh_err_cnt++];  // taken first: pushes made below go above it
+    release(slot);
+    if (!err_) return;
+    err_ = 0;
+    *slot = err_msg;  // the pending text moves to the slot; err_msg becomes a copy of it
+    err_msg = nullptr;
+    char* copy = S_CP(*slot);
+    if (!err_) err_msg = copy;  // else the copy's failure is what stays pending
 }
 
 void POP_ERR() {
     if (psh_err_cnt == 0) return;
     char** slot = &psh_err_msgs[--psh_err_cnt];
-    if (!*slot) return;
-    raise_owned(*slot);  // the saved text moves back: no allocation, so the pop cannot fail
-    *slot = nullptr;
+    char* saved = *slot;
+    *slot = nullptr;  // detached before anything is freed: a trace below may push into it
+    if (saved) raise_owned(saved);
+}
+
+void HOLD_ERR(ERRSDF* held) {
+    held->err = err_;
+    held->msg = err_msg;
+    err_ = 0;
+    err_msg = nullptr;
+}
+
+void BACK_ERR(const ERRSDF* held) {
+    char* gone = held->msg;
+    if (!err_ || held->err) {  // nothing newer to keep: the held state returns exactly
+        gone = err_msg;
+        err_msg = held->msg;
+        err_ = held->err;
+    }
+    release(&gone);
 }
 
 long OS_ERR(const char* name, const char* detail, long code) {

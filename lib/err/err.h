@@ -17,6 +17,10 @@ extern char* psh_err_msgs[10];  // saved texts of the error stack, one slot per 
 extern uint16_t psh_err_cnt;    // pushes not yet popped, 0..10
 extern char daemon_op;          // 1: no console; the library then prints nothing
 
+// Raises "Mem alloc failure" from a static text, without allocating: for when memory ran out
+// even for the message. Nothing while an error is pending.
+void NOMEM_ERR();
+
 // Raises text as the error unless one is pending. A null or empty text raises "(null)".
 void S_ERR(const char* text);
 
@@ -41,10 +45,24 @@ char RTN_ERR(const char* name);
 char* ERR_S();
 
 // Saves and clears the pending error (one level, at most 10 deep; an 11th push does nothing and
-// leaves the error pending). POP_ERR restores what the matching push saved: a saved error
-// replaces anything raised since; with nothing saved, the state is left as it is.
+// leaves the error pending); err_msg stays readable as a copy. POP_ERR restores what the matching
+// push saved: a saved error replaces anything raised since; with nothing saved, the state is
+// left as it is. A push whose copy fails leaves that failure pending; its pop still restores.
 void PSH_ERR();
 void POP_ERR();
+
+// The error state set aside, for work that runs in the middle of another routine's update (the
+// allocation trace, a number formatted for a message) and must leave the state as it found it.
+// HOLD_ERR detaches flag and text: the state is clear, with no text. BACK_ERR puts them back:
+// a held pending error returns exactly, the same pointer, and what was raised in between is
+// dropped; with none held, an error raised in between stays pending (it is the newer) and the
+// held old text is freed. Neither allocates, and nothing runs in between but the caller's work.
+struct ERRSDF {
+    char err;
+    char* msg;
+};
+void HOLD_ERR(ERRSDF* held);
+void BACK_ERR(const ERRSDF* held);
 
 // Raises "name detail (err #N:system text)", or "err #N:system text" with a null name, from
 // code, or from errno (read first) when code is 0. A null name with no error number raises

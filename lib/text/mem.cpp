@@ -1,8 +1,9 @@
 // Checked allocation and the allocation trace. Owns mem_al_dbg, mem_al_cnt and the failure text.
-// The trace counts blocks and, at level 2, logs each one through the debug log. Error texts are
-// built with lib/err and the number formatter.
+// The trace counts blocks and, at level 2, logs each one through the debug log, with the number
+// formatters; the failure message prints its numbers itself, so that only it needs memory.
 #include "text/mem.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sys/sysinfo.h>
@@ -15,22 +16,26 @@ char mem_al_dbg = 0;
 int32_t mem_al_cnt = 0;
 const char* mem_alloc_fail = "Mem alloc failure";
 
-static int mem_depth = 0;  // MEM_AL calls under way; only the outermost one is traced
-static int err_depth = 0;  // MEM_ERR calls under way; building the message may itself run dry
-
-// Counts a block in (+1) or out (-1) and, at level 2, logs it: "MEM_AL:pt=<hex> cnt=<n>". The
-// log call runs with tracing and echo off, so that it does not trace itself; nothing is logged
-// from inside a log write, whose own blocks would otherwise be refused as recursion.
+// Counts a block in (+1) or out (-1) and, at level 2, logs it: "MEM_AL:pt=<hex> cnt=<n>". It
+// runs in the middle of other routines' updates (the error routines' above all), so the error
+// state is held aside for the log call, which runs with tracing and echo off so that it does
+// not trace itself; a pending error comes back exactly. A log that cannot be written raises its
+// failure once (when none was pending) and drops tracing to counting, so that the allocations
+// made to report it do not log, fail and report again. Nothing is logged from inside a log
+// write, whose own blocks would otherwise be refused as recursion.
 static void trace(const char* what, const void* p, int step) {
     mem_al_cnt += step;
     if (mem_al_dbg != 2 || dbg_active) return;
     char echo = dbg_vd;
+    ERRSDF held;
+    HOLD_ERR(&held);
     mem_al_dbg = 0;
     dbg_vd = 0;
     SM_DBG(what, ":pt=", V_S16(reinterpret_cast<uintptr_t>(p), nullptr, nullptr),
            " cnt=", V_S10(mem_al_cnt, nullptr, 0), nullptr);
-    mem_al_dbg = 2;
+    mem_al_dbg = err_ ? 1 : 2;
     dbg_vd = echo;
+    BACK_ERR(&held);
 }
 
 char* MEM_AL(unsigned long n) {
@@ -40,23 +45,17 @@ char* MEM_AL(unsigned long n) {
         MEM_ERR(n);
         return nullptr;
     }
-    if (mem_al_dbg && mem_depth == 0) {
-        mem_depth++;
-        trace("MEM_AL", p, +1);
-        mem_depth--;
-    }
+    if (mem_al_dbg) trace("MEM_AL", p, +1);
+    if (err_) MEM_FR(&p);  // the trace could not be logged: that is this call's failure
     return p;
 }
 
 void MEM_FR(char** pp) {
     if (!pp || !*pp) return;
-    if (mem_al_dbg && mem_depth == 0) {
-        mem_depth++;
-        trace("MEM_FR", *pp, -1);
-        mem_depth--;
-    }
-    free(*pp);
-    *pp = nullptr;
+    char* p = *pp;
+    *pp = nullptr;  // detached first: the trace may look at, or free, what pp lives in
+    if (mem_al_dbg) trace("MEM_FR", p, -1);
+    free(p);
 }
 
 char* MEM_REAL(char* p, unsigned long n) {
@@ -75,14 +74,18 @@ char* MEM_REAL(char* p, unsigned long n) {
 }
 
 void MEM_ERR(unsigned long n) {
-    if (err_depth > 0) {  // no memory even for the message: flag the failure, keep the old text
-        err_ = 1;
+    static char building = 0;  // 1 while the message is built; a failure then has no message
+    if (building) {
+        NOMEM_ERR();
         return;
     }
-    err_depth++;
-    SM_ERR(mem_alloc_fail, " (req=", V_S10(static_cast<long>(n), nullptr, 0),
-           " free=", V_S10(static_cast<long>(AVAIL_MEM()), nullptr, 0), ")", nullptr);
-    err_depth--;
+    // The numbers are printed here, not into scratch strings: only the message needs memory.
+    char req[24], avail[24];
+    snprintf(req, sizeof req, "%lu", n);
+    snprintf(avail, sizeof avail, "%lu", AVAIL_MEM());
+    building = 1;
+    SM_ERR(mem_alloc_fail, " (req=", req, " free=", avail, ")", nullptr);
+    building = 0;
 }
 
 void B_B(const void* src, uint16_t n, void* dst) {

@@ -37,16 +37,18 @@ static char* unknown() {
     return q;
 }
 
-// Scratch copy of prefix, zeros "0"s and text, made with any pending error saved around it, so
-// that a formatter works inside the message of an error being raised and leaves that error as
-// it was. "?" if the ring cannot give the block.
+// Scratch copy of prefix, zeros "0"s and text. A pending error is held aside for the block and
+// comes back exactly, so that a formatter works inside the message of an error being raised;
+// with none pending the error state, and its stack, are not touched. "?" if the ring cannot
+// give the block.
 static char* keep(const char* prefix, size_t zeros, const char* text) {
     if (!prefix) prefix = "";
     size_t plen = strlen(prefix);
     size_t tlen = strlen(text);
-    PSH_ERR();
+    ERRSDF held;
+    HOLD_ERR(&held);
     char* p = UT_AL(plen + zeros + tlen);
-    POP_ERR();
+    BACK_ERR(&held);
     if (!p) return unknown();
     memcpy(p, prefix, plen);
     memset(p + plen, '0', zeros);

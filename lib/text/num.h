@@ -1,6 +1,7 @@
 // Numbers to text and text to numbers. Owns the shared formatting buffer sprintf_bf. The V_
 // formatters return scratch strings (lib/text/ring.h) and work while an error is pending, leaving
-// it pending, because error messages are built with them. The parsers are strict and raise an
+// it pending, exactly as it was, because error messages are built with them; with none pending
+// they leave the error state and its stack alone. The parsers are strict and raise an
 // error that names the offending byte (by its ch_ech name, lib/text/bytes.h) and quotes the input.
 //
 // Parsers, all bases: pos (may be null) is set to 65535 on entry and stays so on success; on a
