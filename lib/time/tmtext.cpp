@@ -1,7 +1,9 @@
-// Formatting and parsing of time records. Owns the two static piece arrays, one per direction,
-// and S_TM's consumed flags. Both directions cut their text into runs of one byte class and
-// recognise the same shapes (shape_at), so a template TM_S fills is a text S_TM reads back.
-// Every piece is an owned heap string, freed before the operation returns, errors included.
+// Formatting and parsing of time records. Owns S_TM's static piece array and consumed flags;
+// TM_S keeps its pieces on its own stack, because the debug log stamps its lines with TM_S from
+// inside an allocation trace that an outer TM_S may have started. Both directions cut their text
+// into runs of one byte class and recognise the same shapes (shape_at), so a template TM_S fills is
+// a text S_TM reads back. Every piece is an owned heap string, freed before the operation returns,
+// errors included.
 #include "time/tmtext.h"
 
 #include <cstring>
@@ -15,7 +17,6 @@
 #include "time/cl.h"
 
 static const int max_pieces = 30;    // the last piece takes the rest of the text
-static char* tm_pc[max_pieces];      // TM_S's pieces
 static char* stm_pc[max_pieces];     // S_TM's pieces
 static char stm_used[max_pieces];    // S_TM: pieces already consumed
 static const uint16_t none = 65535;  // no month, an unset 16-bit field, a bad number
@@ -242,11 +243,12 @@ const char* TM_S(const UTMDF* t, const char* tmpl) {
     if (!t) t = &utm;
     if (!tmpl) tmpl = "12:00:00";
     if (!*tmpl) return tmpl;
-    int n = cut(tmpl, tm_pc);
+    char* pc[max_pieces] = {};
+    int n = cut(tmpl, pc);
     if (RTN_ERR(rtn)) return "?";
-    for (int i = 0; i < n && !err_; i++) i = fill_at(tm_pc, n, i, t);
-    const char* out = joined(rtn, tm_pc, n);
-    free_pieces(tm_pc);
+    for (int i = 0; i < n && !err_; i++) i = fill_at(pc, n, i, t);
+    const char* out = joined(rtn, pc, n);
+    free_pieces(pc);
     return out;
 }
 

@@ -77,6 +77,17 @@ TEST(Dbg, FailedWriteLeavesItsErrorPendingWithTheLine) {
     EXPECT_EQ(take(S_CP("again")), "again");  // reported once: tracing goes on counting only
 }
 
+// Every traced allocation stamps its log line with TM_S, also while an outer TM_S is half-way
+// through its own pieces: the outer text must come out as it does untraced.
+TEST(Dbg, TimeTextUnderAllocationTracingIsTheUntracedText) {
+    const UTMDF t = {2024, 2, 29, 5, 13, 5, 9, 7};
+    const char* tmpl = "Weekday dd Month Year 12:00:00 PM";
+    const std::string plain = show(TM_S(&t, tmpl));
+    mem_al_dbg = 2;
+    EXPECT_EQ(show(TM_S(&t, tmpl)), plain);
+    EXPECT_EQ(plain, "Thursday 29 February 2024 1:05:09 PM");
+}
+
 TEST(Dbg, LogPastItsLimitIsBackedUpAndRestarted) {
     plain_log();
     dbg_log_mxsz = 20;
