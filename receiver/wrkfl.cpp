@@ -39,7 +39,7 @@ static const char* second_name(const char* wrkfl) {
 static const char* unfit(const struct stat* st) {
     for (const Kind& k : kinds)
         if ((st->st_mode & S_IFMT) == k.type) return k.says;
-    if (!S_ISREG(st->st_mode)) return "not a regular file";
+    if (!S_ISREG(st->st_mode)) return "no regular file";
     if (st->st_uid != geteuid()) return "another user's file";
     if (st->st_nlink != 1) return "a file with other links";
     return nullptr;
