@@ -2,11 +2,14 @@
 // it static in main: the port, the work file, the listening sockets, the connection and its
 // header. One connection at a time: header fields (name, directory, count), each ended by 0x0D,
 // then the bytes into the work file, which is moved into place; the reply "OK" or the error
-// text, then the next connection, until a key is pressed. Everything else is the ut library's.
+// text, then the next connection, until a key is pressed or a stop signal comes (receiver/stop.h).
+// The work file's name and its safety are receiver/wrkfl.h's; everything else is the ut library's.
 #include <cstdio>
 #include <sys/socket.h>
 
+#include "stop.h"
 #include "ut.h"
+#include "wrkfl.h"
 
 static const char* const usage =
     "ZAST (transmit) and ZIMB (receive) transfer files btw PCs via an ethernet socket.\n"
@@ -43,14 +46,18 @@ int main(int argc, char** argv) {
     static uint32_t sz1;
     static int32_t rdcnt;
     static const char* fnam1;
+    static const char* wrkfl1;  // the work file name this transfer took
     static char* bf;
 
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a log file or pipe gets each line as it is printed
     if (argc > 1) port = S10_U2(argv[1], nullptr, 1);
     if (err_) {
         ERR_S();
         puts(usage);
         return 1;
     }
+
+    STOP_OP();
 
     // Listen on every address of the host but loopback; a failed address is reported and
     // left without a socket.
@@ -76,7 +83,7 @@ int main(int argc, char** argv) {
     for (;;) {
         // Wait for a connection; slot 0 first, a key or an error ends the wait.
         sd = -1;
-        while (sd < 0 && !kbhit() && !err_) {
+        while (sd < 0 && !STOP_HIT() && !err_) {
             SLEEP_MS(10);
             alen = sizeof(sockaddr_in);
             for (hsdx = 0; my_host_sd && hsdx < sck_host_mxc && sd < 0; hsdx++) {
@@ -97,7 +104,7 @@ int main(int argc, char** argv) {
             x = 0;
             field[0] = 0;
             complete = 0;
-            while (!complete && !kbhit() && !err_) {
+            while (!complete && !STOP_HIT() && !err_) {
                 if (SCK_RECV(sd, &ch, 1, 0, nullptr) != 1) {
                     if (!err_) SLEEP_MS(10);
                 } else if (ch == 0x0D) {
@@ -118,18 +125,20 @@ int main(int argc, char** argv) {
         else
             printf("%s:%d -> %s (%ld)\n", ip ? ip : "", port, fnam, static_cast<long>(sz));
 
-        if (!kbhit() && !err_) {
+        if (!STOP_HIT() && !err_) {
             // The data: appended chunk by chunk; the last chunk is written whole. The buffer
             // is taken anew for each transfer and kept.
             bf = MEM_AL(chunk + 1);
             sz1 = 0;
-            FILE_CLR(wrkfl, 0);
+            wrkfl1 = WRKFL_CLAIM(wrkfl);
+            FILE_CLR(wrkfl1, 0);
             char received = 0;
             while (!received) {
                 rdcnt = 0;
-                while (!kbhit() && !err_ && rdcnt == 0) rdcnt = SCK_RECV(sd, bf, chunk, 0, nullptr);
+                while (!STOP_HIT() && !err_ && rdcnt == 0)
+                    rdcnt = SCK_RECV(sd, bf, chunk, 0, nullptr);
                 if (rdcnt == 0) break;  // a key or an error: no move, no reply
-                BF_FILE(wrkfl, bf, static_cast<unsigned long>(rdcnt), 2);
+                BF_FILE(wrkfl1, bf, static_cast<unsigned long>(rdcnt), 2);
                 sz1 += static_cast<uint32_t>(rdcnt);
                 received = sz1 >= sz;
             }
@@ -138,7 +147,7 @@ int main(int argc, char** argv) {
             // mode change failed.
             if (received) {
                 fnam1 = destdir[0] ? UT_SM_CP(destdir, dir_dlms, fnam, nullptr) : fnam;
-                FILE_MV(wrkfl, fnam1);
+                FILE_MV(wrkfl1, fnam1);
                 if (S_END_MT(fnam1, ".bin", 0, 1, 0) || S_END_MT(fnam1, ".sh", 0, 1, 0))
                     MODE_FILE(FILE_MODE(fnam1) | 0x49, fnam1);
                 if (!err_) {
@@ -150,17 +159,18 @@ int main(int argc, char** argv) {
                     MEM_FR(&text);
                 }
             }
+            WRKFL_FREE();
         }
 
         if (err_) printf("ERROR: %s\a\n", ERR_S());
         SCK_CL(sd);
         sd = -1;
         if (err_) printf("ERROR: %s\a\n", ERR_S());
-        if (kbhit()) {
-            getch();
+        if (STOP_HIT()) {
+            STOP_KEY();
             SCK_SYS_CL();
             if (err_) printf("ERROR: %s\a\n", ERR_S());
-            FILE_DL(wrkfl, 0);
+            WRKFL_DL(wrkfl);
             return 1;
         }
     }

@@ -2,7 +2,7 @@
 relies on, from our own client and from standard tools."""
 import os
 import re
-import tempfile
+from pathlib import Path
 
 import zimbnet
 from zimbnet import RECV_IP, SEND_IP, ZimbCase, header
@@ -30,8 +30,7 @@ class Delivery(ZimbCase):
             with self.subTest(name=name):
                 self.assertEqual(self.net.send(header(name, destdir, count) + data), b"OK\r")
                 where = os.path.join(destdir or d, name)
-                with open(where, "rb") as f:
-                    self.assertEqual(f.read(), data)
+                self.assertEqual(Path(where).read_bytes(), data)
                 self.assertEqual(os.stat(where).st_mode & 0o111, bits)
                 out = self.zimb.wait_for(f"-> {shown} ({count})\n")
                 self.assertRegex(out, rf"{SEND_IP}:\d+:9500 -> {re.escape(shown)} \({count}\)\n")
@@ -42,33 +41,29 @@ class Delivery(ZimbCase):
         clients = []
         for i in range(5):
             body = bytes([65 + i]) * (100000 + i)
-            f = tempfile.NamedTemporaryFile(dir=self.dir, delete=False)
-            f.write(header(f"c{i}", "", len(body)) + body)
-            f.close()
-            clients.append((self.net.start_client(f.name), body, i))
+            Path(self.path(f"c{i}.in")).write_bytes(header(f"c{i}", "", len(body)) + body)
+            clients.append((self.net.start_client(self.path(f"c{i}.in")), body, i))
         for proc, body, i in clients:
-            reply, _ = proc.communicate(timeout=60)
-            self.assertEqual(reply, b"OK\r")
-            with open(self.path(f"c{i}"), "rb") as f:
-                self.assertEqual(f.read(), body)
+            self.assertEqual(proc.communicate(timeout=60)[0], b"OK\r")
+            self.assertEqual(Path(self.path(f"c{i}")).read_bytes(), body)
         self.assertEqual(self.zimb.read().count(":9500 -> c"), 5)
 
     def test_standard_tools_can_send(self):
         body = b"sent by a standard tool\n" * 1000
-        src = self.path("src.txt")
-        with open(src, "wb") as f:
-            f.write(body)
-        tools = {
-            "nc": f"printf 'by-nc.txt\\r{self.dir}\\r{len(body)}\\r' | cat - {src} | nc -N {RECV_IP} 9500",
-            "socat": f"printf 'by-socat.txt\\r{self.dir}\\r{len(body)}\\r' | cat - {src} "
-                     f"| socat -t 10 - TCP:{RECV_IP}:9500",
+        os.mkdir(self.path("src"))
+        Path(self.path("src", "by-nc.txt")).write_bytes(body)
+        tools = {  # the README's line, its reply on a line of its own; socat
+            "nc": (f"printf '%s\\r%s\\r%d\\r' \"$f\" {self.dir} \"$(stat -c %s \"$f\")\" | "
+                   f"cat - \"$f\" | nc -N {RECV_IP} 9500 | tr '\\r' '\\n'", b"OK\n"),
+            "socat": (f"printf 'by-socat.txt\\r{self.dir}\\r{len(body)}\\r' | cat - \"$f\" | "
+                      f"socat -t 10 - TCP:{RECV_IP}:9500", b"OK\r"),
         }
-        for tool, line in tools.items():
+        for tool, (line, reply) in tools.items():
             with self.subTest(tool=tool):
-                done = self.net.sender("sh", "-c", line, timeout=30)
-                self.assertEqual(done.stdout, b"OK\r", done.stderr)
-                with open(self.path(f"by-{tool}.txt"), "rb") as f:
-                    self.assertEqual(f.read(), body)
+                done = self.net.sender("sh", "-c", f"cd {self.dir}/src && f=by-nc.txt && {line}",
+                                       timeout=30)
+                self.assertEqual(done.stdout, reply, done.stderr)
+                self.assertEqual(Path(self.path(f"by-{tool}.txt")).read_bytes(), body)
 
 
 if __name__ == "__main__":
