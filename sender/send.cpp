@@ -45,7 +45,7 @@ static void settle(ZSTDF* zs, uint8_t what, const char* head) {
 }
 
 char* ZAST_DIR(const char* fspec, const char* ddir) {
-    char* dir = ddir ? S_CP(ddir) : FSPEC_DIR(fspec, 0);
+    char* dir = ddir ? S_CP(ddir) : FSPEC_DIR(fspec, 1);  // with its "/", so "/x" keeps "/"
     if (!dir) return S_CP("");
     for (size_t n = strlen(dir); n > 1 && dir[n - 1] == dir_dlm; n--) dir[n - 1] = 0;
     return dir;
