@@ -47,8 +47,9 @@ struct ZSTDF {
 char* ZAST_DIR(const char* fspec, const char* ddir);
 
 // The header "name\rdir\rcount\r" for a file of size bytes, as a new string (caller frees with
-// MEM_FR). Null with the reason raised when the receiver could not take it: an empty name, a
-// field holding 0x0D or longer than zast_field_mx, a size of 0 or above zast_count_mx.
+// MEM_FR). Null with the reason raised, a sentence for the user with no routine trail, when
+// the receiver could not take it: an empty name, a field holding 0x0D or longer than
+// zast_field_mx, a size of 0 or above zast_count_mx.
 char* ZAST_HDR(const char* name, const char* dir, uint64_t size);
 
 // Fills zs for the file path going to the directory field dir: size, dest, hdr; what is

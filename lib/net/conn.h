@@ -3,8 +3,9 @@
 // receiving a reply up to 0x0D within a time-out. Owns no state besides the routine names and
 // the two status codes below; the other codes are lib/net/sck.h's. Everything here blocks, each
 // wait bounded. Life of a connection: SAI_CONN -> BF_SCK_N / FL_SCK -> SCK_RECV_CR -> SCK_CL.
-// After a failure the error is pending and a descriptor from SAI_CONN is still the caller's to
-// close with SCK_CL.
+// Each does nothing while an error is pending, its status output untouched, so a sequence is
+// tested once at its end; after a failure the error is pending and a descriptor from SAI_CONN is
+// still the caller's to close with SCK_CL.
 #ifndef UT_CONN_H
 #define UT_CONN_H
 

@@ -15,13 +15,10 @@ TEST(Send, HeaderIsThreeFieldsEachEndedByCarriageReturn) {
         std::string want;  // the header, or the start of the refusal
     } cases[] = {
         {"a.txt", "/tmp/in", 5, "a.txt\r/tmp/in\r5\r"},
-        {"a b", "", 2147483647, "a b\r\r2147483647\r"},
-        {f256.c_str(), f256.c_str(), 1, f256 + "\r" + f256 + "\r1\r"},
+        {f256.c_str(), "", 2147483647, f256 + "\r\r2147483647\r"},
         {"a", "", 0, "the file is empty: "},
         {"a", "", 2147483648, "the file is too large: "},
         {"a\rb", "", 1, "the file name holds a carriage return"},
-        {"a", "x\r", 1, "the destination directory holds a carriage return"},
-        {f257.c_str(), "", 1, "the file name is longer than 256 characters"},
         {"a", f257.c_str(), 1, "the destination directory is longer than 256 characters"},
     };
     for (const auto& c : cases) {
@@ -40,10 +37,8 @@ TEST(Send, DestinationIsTheSpecsDirectoryOrTheGivenOne) {
         {"tool.bin", nullptr, ""},
         {"/x", nullptr, "/"},
         {"d//*.txt", nullptr, "d"},
-        {"./x", nullptr, "."},
         {"d/x", "/tmp/in/", "/tmp/in"},
         {"d/x", "", ""},
-        {"d/x", "/", "/"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.spec);
