@@ -40,21 +40,14 @@ class ZastCase(ZimbCase):
 
 
 class Delivery(ZastCase):
-    def test_one_file_arrives_exactly_with_its_mode(self):
-        self.put("tool.sh", BODY)
-        rc, out, err = self.zast("tool.sh", RECV_IP)
-        self.assertEqual((rc, err), (0, ""), out)
-        self.assertRegex(out, rf"^tool\.sh -> {RECV_IP}:9500 tool\.sh \({len(BODY)} bytes\): "
-                              r"OK, [\d.]+ [KMG]?i?B/s\n$")
-        self.assertEqual(self.got("tool.sh"), BODY)  # in zimb's working directory
-        self.assertEqual(os.stat(self.path("tool.sh")).st_mode & 0o111, 0o111)
-
-    def test_patterns_and_destinations(self):
+    def test_files_arrive_exactly_where_the_spec_or_d_says(self):
         for name in ("b.txt", "a.txt", "c.txt.txt", "sub/d.txt"):
             self.put(name, name.encode() * 100)
+        self.put("tool.sh", BODY)
         cases = [  # (zast arguments, where the files arrive, in the order sent)
+            (("tool.sh", RECV_IP), ["tool.sh"]),  # a bare name: zimb's working directory
             (("-d", self.path("in"), "*.txt", RECV_IP), ["in/a.txt", "in/b.txt", "in/c.txt.txt"]),
-            (("-d", "", "sub/d.txt", RECV_IP, "9500"), ["d.txt"]),  # zimb's working directory
+            (("-d", "", "sub/d.txt", RECV_IP, "9500"), ["d.txt"]),
             (("sub/d.txt", RECV_IP), ["sub/d.txt"]),  # the spec's directory part as written
         ]
         for args, arrive in cases:
@@ -66,6 +59,9 @@ class Delivery(ZastCase):
                     self.assertEqual(os.path.basename(sent), os.path.basename(where))
                     self.assertEqual(self.got(where), self.got("src", sent))
                 self.assertEqual("3 files: 3 OK, 0 not;" in out, len(arrive) == 3, out)
+        self.assertEqual(os.stat(self.path("tool.sh")).st_mode & 0o111, 0o111)
+        self.assertRegex(out, rf"^sub/d\.txt -> {RECV_IP}:9500 sub/d\.txt \(900 bytes\): "
+                              r"OK, [\d.]+ [KMG]?i?B/s\n$")
 
     def test_an_error_reply_fails_that_file_and_the_others_still_arrive(self):
         for name in ("a.txt", "b.txt", "c.txt"):
@@ -83,13 +79,27 @@ class Delivery(ZastCase):
 
 class Failures(ZastCase):
     def test_zasts_own_failures_are_told_apart(self):
-        self.put("f.bin", BODY)
+        self.put("small.bin", BODY)
+        self.put("big.bin", os.urandom(8 << 20))
         self.put("empty", b"")
+        need = len(BODY) + len(f"small.bin\r\r{len(BODY)}\r")
+        fake = ("import socket\nl = socket.create_server(('', 9600)); print(flush=True)\n"
+                f"for want in ({need}, 1):  # all of a file, then only a first byte\n"
+                "    c, got = l.accept()[0], b''\n"
+                "    while len(got) < want: got += c.recv(65536)\n"
+                "    c.close()  # and no reply\n")
+        proc = subprocess.Popen(("ip", "netns", "exec", self.net.recv_ns, sys.executable, "-c",
+                                 fake), stdout=subprocess.PIPE)
+        self.addCleanup(lambda: (proc.kill(), proc.wait(), proc.stdout.close()))
+        proc.stdout.readline()
+        closed = "FAILED, the receiver closed the connection without a reply"
         cases = [  # (arguments, exit status, text on stdout, or stderr for a usage error)
-            (("f.bin", RECV_IP, "9599"), 1, "FAILED, connection refused"),
-            (("f.bin", "10.99.0.1"), 1, "FAILED, no route to the receiving PC"),
+            (("small.bin", RECV_IP, "9600"), 1, closed),  # while waiting for the reply
+            (("big.bin", RECV_IP, "9600"), 1, closed),  # while still sending
+            (("small.bin", RECV_IP, "9599"), 1, "FAILED, connection refused"),
+            (("small.bin", "10.99.0.1"), 1, "FAILED, no route to the receiving PC"),
             (("empty", RECV_IP), 1, "NOT SENT, the file is empty"),
-            (("f.bin", "10.77.0"), 2, 'zast: bad ip address "10.77.0"'),
+            (("small.bin", "10.77.0"), 2, 'zast: bad ip address "10.77.0"'),
             (("nothing*", RECV_IP), 2, 'zast: no regular file matches "nothing*"'),
         ]
         for args, status, text in cases:
@@ -98,25 +108,6 @@ class Failures(ZastCase):
                 self.assertEqual(rc, status, out + err)
                 self.assertIn(text, out if status == 1 else err)
         self.assertNotIn("->", self.zimb.read())  # nothing reached zimb
-
-    def test_a_receiver_that_closes_without_a_reply(self):
-        self.put("big.bin", os.urandom(8 << 20))
-        self.put("small.bin", BODY)
-        need = len(BODY) + len(f"small.bin\r\r{len(BODY)}\r")
-        fake = ("import socket\nl = socket.create_server(('', 9600)); print(flush=True)\n"
-                f"for want in ({need}, 1):  # all of it, then only a first byte\n"
-                "    c, got = l.accept()[0], b''\n"
-                "    while len(got) < want: got += c.recv(65536)\n"
-                "    c.close()\n")
-        proc = subprocess.Popen(("ip", "netns", "exec", self.net.recv_ns, sys.executable, "-c",
-                                 fake), stdout=subprocess.PIPE)
-        self.addCleanup(lambda: (proc.kill(), proc.wait(), proc.stdout.close()))
-        proc.stdout.readline()
-        for name in ("small.bin", "big.bin"):  # waiting for the reply; still sending
-            with self.subTest(name=name):
-                rc, out, _ = self.zast(name, RECV_IP, "9600")
-                self.assertEqual(rc, 1, out)
-                self.assertIn("FAILED, the receiver closed the connection without a reply", out)
 
 
 class Progress(ZastCase):
