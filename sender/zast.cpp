@@ -6,6 +6,7 @@
 // sender/glob.h's, the texts sender/report.h's; everything else is the ut library's.
 #include <arpa/inet.h>
 #include <cstdio>
+#include <cstring>
 #include <unistd.h>
 
 #include "glob.h"
@@ -13,7 +14,7 @@
 #include "send.h"
 
 static const char* const usage =
-    "Usage: zast [-d DIR] [-q] {file-spec} [ip] [port]\n"
+    "Usage: zast [-d DIR] [-q] [-h] {file-spec} [ip] [port]\n"
     "Sends files to zimb, the receiving program, one connection per file.\n"
     "\tfile-spec = File(s) to send; its last part may hold * and ? (quote them)\n"
     "\tip        = IP address of the receiving PC (default = 192.168.0.1)\n"
@@ -21,6 +22,7 @@ static const char* const usage =
     "\t-d DIR    = Directory on the receiving PC (default: the file-spec's own directory\n"
     "\t            part, so that a file lands at the same path; -d \"\" for zimb's own)\n"
     "\t-q        = No progress line\n"
+    "\t-h        = This help\n"
     "Exit status: 0 when every file was answered OK, 1 when any was not, 2 for a usage error.";
 
 // The command line.
@@ -33,10 +35,11 @@ struct ZOPT {
 };
 
 // Fills o from the command line and the receiver's address into *sai. Returns null when the
-// line can be used, else why not ("" when getopt has said it already). Scratch text.
+// line can be used, else why not ("" when getopt has said it already, "-h" for the help).
 static const char* parse_args(int argc, char** argv, ZOPT* o, sockaddr_in* sai) {
     *o = {nullptr, "192.168.0.1", "9500", nullptr, 0};
-    for (int c; (c = getopt(argc, argv, "+d:q")) != -1;) {
+    for (int c; (c = getopt(argc, argv, "+d:qh")) != -1;) {
+        if (c == 'h') return "-h";
         if (c == 'd') o->ddir = optarg;
         if (c == 'q') o->quiet = 1;
         if (c == '?') return "";
@@ -61,7 +64,12 @@ static const char* parse_args(int argc, char** argv, ZOPT* o, sockaddr_in* sai) 
     return nullptr;
 }
 
-static int usage_error(const char* why) {
+// The usage after why, on standard error with exit status 2; for -h alone on standard output.
+static int usage_exit(const char* why) {
+    if (strcmp(why, "-h") == 0) {
+        puts(usage);
+        return 0;
+    }
     if (why[0]) fprintf(stderr, "zast: %s\n", why);
     fprintf(stderr, "%s\n", usage);
     return 2;
@@ -71,7 +79,7 @@ int main(int argc, char** argv) {
     static ZOPT opt;
     static sockaddr_in sai;
     const char* why = parse_args(argc, argv, &opt, &sai);
-    if (why) return usage_error(why);
+    if (why) return usage_exit(why);
     setvbuf(stdout, nullptr, _IOLBF, 0);  // each file's line as it is done, also into a pipe
     zast_prog = !opt.quiet && isatty(STDERR_FILENO);
     SCK_SYS_OP();
@@ -84,7 +92,7 @@ int main(int argc, char** argv) {
     }
     if (n == 0) {
         GLOB_FR(&files);
-        return usage_error(UT_SM_CP("no regular file matches \"", opt.fspec, "\"", nullptr));
+        return usage_exit(UT_SM_CP("no regular file matches \"", opt.fspec, "\"", nullptr));
     }
 
     // One connection per file; a failure is reported and the next file goes all the same.

@@ -2,10 +2,10 @@
 // sending exact bytes (zero bytes too, unlike BF_SCK) and a file's bytes from its record, and
 // receiving a reply up to 0x0D within a time-out. Owns no state besides the routine names and
 // the two status codes below; the other codes are lib/net/sck.h's. Everything here blocks, each
-// wait bounded. Life of a connection: SAI_CONN -> BF_SCK_N / FL_SCK -> SCK_RECV_CR -> SCK_CL.
-// Each does nothing while an error is pending, its status output untouched, so a sequence is
-// tested once at its end; after a failure the error is pending and a descriptor from SAI_CONN is
-// still the caller's to close with SCK_CL.
+// wait bounded by its time-out. Life of a connection: SAI_CONN -> BF_SCK_N / FL_SCK -> SCK_RECV_CR
+// -> SCK_CL. Each does nothing while an error is pending, its status output untouched, so a
+// sequence is tested once at its end; after a failure the error is pending and a descriptor from
+// SAI_CONN is still the caller's to close with SCK_CL.
 #ifndef UT_CONN_H
 #define UT_CONN_H
 
@@ -29,9 +29,9 @@ typedef void (*sck_step_fn)(uint32_t sent, uint32_t total);
 int32_t SAI_CONN(const sockaddr_in* sai, uint16_t tmo, uint8_t* st);
 
 // Sends exactly n bytes of bf, zero bytes included (n 0: nothing). Fails when no byte can be
-// sent for tmo seconds: "BF_SCK_N:send timed out after N s (sent M of n)", status blocked; a
-// send error is "BF_SCK_N:send (err #N:text)" with the status of sck.h (reset, pipe, ...).
-// Returns 1 on success, 0 on failure; how much went out before a failure is not told.
+// sent for tmo seconds (0: no limit): "BF_SCK_N:send timed out after N s (sent M of n)", status
+// blocked; a send error is "BF_SCK_N:send (err #N:text)" with the status of sck.h (reset, pipe,
+// ...). Returns 1 on success, 0 on failure; how much went out before a failure is not told.
 char BF_SCK_N(int32_t sd, const char* bf, uint32_t n, uint8_t* st, uint16_t tmo);
 
 // Sends n bytes of the open read record fd from its position, a cache-full at a time, each
