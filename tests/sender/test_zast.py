@@ -134,11 +134,11 @@ class Progress(ZastCase):
         links = zimbnet.run("ip", "-n", self.net.send_ns, "-o", "link", "show", "type", "veth")
         zimbnet.run("ip", "netns", "exec", self.net.send_ns, "tc", "qdisc", "add", "dev",
                     links.stdout.split(":")[1].strip().split("@")[0], "root", "tbf", "rate",
-                    "16mbit", "burst", "32kb", "latency", "400ms")  # 2 MiB take about 1 s
-        self.put("slow.bin", os.urandom(2 << 20))
+                    "16mbit", "burst", "32kb", "latency", "100ms")  # 4 MiB take about 2 s
+        self.put("slow.bin", os.urandom(4 << 20))
         rc, drawn = self.on_terminal("slow.bin", RECV_IP)
         self.assertEqual(rc, 0, drawn)
-        self.assertRegex(drawn, r"\rslow\.bin +\d+% [\d.]+ [KM]iB of 2\.0 MiB, [\d.]+ [KM]?i?B/s, "
+        self.assertRegex(drawn, r"\rslow\.bin +\d+% [\d.]+ [KM]iB of 4\.0 MiB, [\d.]+ [KM]?i?B/s, "
                                 r"\d+:\d\d left\033\[K")
         self.assertTrue(drawn.endswith("\r\033[K"), repr(drawn[-40:]))  # cleared at the end
         self.assertEqual(self.on_terminal("-q", "slow.bin", RECV_IP), (0, ""))
