@@ -1,12 +1,11 @@
 """zast sending to zimb between two network namespaces: files arrive byte for byte where the
 file-spec or -d says, with one line each and an exit status that tells whether all got "OK";
 zast's own failures are told apart; the progress line shows only on a terminal. Local helpers
-beside the shared harness: zast run in the sending namespace, a fake receiver that closes
+beside the shared harness: zast run in the sending namespace (on a terminal through script), a fake receiver that closes
 without a reply, and a rate limit on the sending link (tc).
 """
 import argparse
 import os
-import pty
 import subprocess
 import sys
 
@@ -112,23 +111,10 @@ class Failures(ZastCase):
 
 class Progress(ZastCase):
     def on_terminal(self, *args):
-        """zast with its standard error on a pseudo-terminal: (exit status, what it drew)."""
-        master, slave = pty.openpty()
-        p = subprocess.Popen(("ip", "netns", "exec", self.net.send_ns, ZAST) + args,
-                             cwd=self.path("src"), stdout=subprocess.DEVNULL, stderr=slave)
-        os.close(slave)
-        drawn = b""
-        while chunk := self.read_pty(master):
-            drawn += chunk
-        os.close(master)
-        return p.wait(60), drawn.decode("latin-1")
-
-    @staticmethod
-    def read_pty(master):
-        try:
-            return os.read(master, 4096)
-        except OSError:  # zast has exited: the terminal is gone
-            return b""
+        """zast with its standard error on a pseudo-terminal (script's): (status, what it drew)."""
+        line = " ".join((ZAST,) + args) + " >/dev/null"
+        done = self.net.sender("script", "-qec", line, "/dev/null", cwd=self.path("src"))
+        return done.returncode, done.stdout.decode("latin-1")
 
     def test_a_progress_line_on_a_terminal_only(self):
         links = zimbnet.run("ip", "-n", self.net.send_ns, "-o", "link", "show", "type", "veth")
@@ -141,7 +127,9 @@ class Progress(ZastCase):
         self.assertRegex(drawn, r"\rslow\.bin +\d+% [\d.]+ [KM]iB of 4\.0 MiB, [\d.]+ [KM]?i?B/s, "
                                 r"\d+:\d\d left\033\[K")
         self.assertTrue(drawn.endswith("\r\033[K"), repr(drawn[-40:]))  # cleared at the end
-        self.assertEqual(self.on_terminal("-q", "slow.bin", RECV_IP), (0, ""))
+        self.put("quick.bin", BODY)  # done well within half a second
+        for how in (("-q", "slow.bin"), ("quick.bin",)):
+            self.assertEqual(self.on_terminal(*how, RECV_IP), (0, ""))
         self.assertEqual(self.zast("slow.bin", RECV_IP)[::2], (0, ""))  # into a pipe
 
 
