@@ -2,6 +2,7 @@
 // and erased to the end of the line, so a shorter line leaves nothing of a longer one behind.
 #include "report.h"
 
+#include <cassert>
 #include <cinttypes>
 #include <cstdio>
 
@@ -11,6 +12,15 @@ uint16_t zast_redraw_ms = 200;
 
 static const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
 static const char* const erase = "\033[K";  // to the end of the line
+
+// The start of a file's outcome on its line, by ZSTDF's what; the text follows.
+static const char* const heads[] = {
+    "",                                // zast_ready: never shown
+    "OK, ",                            // then the rate
+    "FAILED, the receiver replied: ",  // then its text
+    "NOT SENT, ",                      // then why
+    "FAILED, ",                        // then why
+};
 
 // The progress line's state, for the one file being sent.
 static struct {
@@ -38,20 +48,10 @@ const char* UT_RATE_S(uint64_t n, uint32_t ms) {
 }
 
 void ZAST_LINE(const ZSTDF* zs, const char* where) {
-    const char* head = "";
-    const char* text = zs->text ? zs->text : "";
-    if (zs->what == zast_ok) {
-        head = "OK, ";
-        text = UT_RATE_S(zs->size, zs->ms);
-    } else if (zs->what == zast_replied) {
-        head = "FAILED, the receiver replied: ";
-    } else if (zs->what == zast_refused) {
-        head = "NOT SENT, ";
-    } else {
-        head = "FAILED, ";
-    }
+    assert(zs->what < sizeof heads / sizeof heads[0]);
+    const char* text = zs->what == zast_ok ? UT_RATE_S(zs->size, zs->ms) : zs->text;
     printf("%s -> %s %s (%" PRIu64 " bytes): %s%s\n", zs->path, where, zs->dest ? zs->dest : "",
-           zs->size, head, text);
+           zs->size, heads[zs->what], text ? text : "");
 }
 
 void ZAST_SUM(uint32_t files, uint32_t ok, uint64_t bytes, uint32_t ms) {

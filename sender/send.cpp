@@ -16,6 +16,8 @@ const uint16_t zast_field_mx = 256;
 static const uint16_t reply_mx = 4096;  // the receiver's error texts name two paths at most
 
 // What a user is told first about a failed connection, by its socket status.
+static const char* const closed =
+    "the receiver closed the connection without a reply (its console says why)";
 static const struct {
     uint8_t st;
     const char* text;
@@ -25,10 +27,10 @@ static const struct {
     {sck_st_nonet, "no route to the receiving PC's network"},
     {sck_st_tmo, "timed out"},
     {sck_st_blocked, "timed out: the receiver stopped taking data"},
-    {sck_st_reset, "the receiver closed the connection without a reply (its console says why)"},
-    {sck_st_aborted, "the receiver closed the connection without a reply (its console says why)"},
-    {sck_st_notconn, "the receiver closed the connection without a reply (its console says why)"},
-    {sck_st_pipe, "the receiver closed the connection without a reply (its console says why)"},
+    {sck_st_reset, closed},
+    {sck_st_aborted, closed},
+    {sck_st_notconn, closed},
+    {sck_st_pipe, closed},
 };
 
 static const char* failure_of(uint8_t st) {
