@@ -7,8 +7,8 @@
 #include <sys/stat.h>
 
 uint16_t zast_conn_tmo = 10;
-uint16_t zast_tx_tmo = 60;
-uint16_t zast_reply_tmo = 60;
+uint16_t zast_tx_tmo = 600;
+uint16_t zast_reply_tmo = 600;
 uint32_t zast_place_rate = 4UL << 20;
 const uint32_t zast_count_mx = 2147483647;
 const uint16_t zast_field_mx = 256;

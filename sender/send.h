@@ -12,9 +12,14 @@
 
 #include "ut.h"
 
+// The receiver serves one sender at a time and places a file before it replies, so a live
+// receiver may keep a sender waiting for as long as it takes to place the largest file; the
+// connection's keep-alive (lib/net/conn.h) notices a receiving PC that is gone much sooner.
 extern uint16_t zast_conn_tmo;        // seconds to connect (10)
-extern uint16_t zast_tx_tmo;          // seconds a send may go without progress (60)
-extern uint16_t zast_reply_tmo;       // seconds to wait for the reply, plus the size's share (60)
+extern uint16_t zast_tx_tmo;          // seconds a send may go without progress (600: behind another
+                                      // sender's largest file, queued)
+extern uint16_t zast_reply_tmo;       // seconds to wait for the reply before the file's own share
+                                      // (600, as zast_tx_tmo)
 extern uint32_t zast_place_rate;      // bytes per second the receiver is granted to place a file
                                       // (4 MiB/s: a 2 GiB file adds 512 s to the reply wait)
 extern const uint32_t zast_count_mx;  // largest count the receiver parses (2147483647)

@@ -4,6 +4,7 @@
 #include "net/conn.h"
 
 #include <cerrno>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -62,6 +63,19 @@ static int connected(int32_t sd, uint16_t tmo) {
     return number;
 }
 
+// Keep-alive probes on sd: after 15 s without traffic, every 5 s, 4 unanswered end it.
+static void keep_alive(int32_t sd) {
+    static const int settings[][3] = {
+        {SOL_SOCKET, SO_KEEPALIVE, 1},
+        {IPPROTO_TCP, TCP_KEEPIDLE, 15},
+        {IPPROTO_TCP, TCP_KEEPINTVL, 5},
+        {IPPROTO_TCP, TCP_KEEPCNT, 4},
+    };
+    for (const auto& s : settings)
+        if (!err_ && setsockopt(sd, s[0], s[1], &s[2], sizeof s[2]) != 0)
+            OS_ERR("SAI_CONN", ":setsockopt", 0);
+}
+
 int32_t SAI_CONN(const sockaddr_in* sai, uint16_t tmo, uint8_t* st) {
     static const char* const rtn = "SAI_CONN";
     if (err_) return -1;
@@ -76,6 +90,7 @@ int32_t SAI_CONN(const sockaddr_in* sai, uint16_t tmo, uint8_t* st) {
     if (!err_ && connect(sd, reinterpret_cast<const sockaddr*>(sai), sizeof *sai) != 0)
         number = errno == EINPROGRESS ? connected(sd, tmo) : errno;
     SCK_BLOCK(sd, 1);
+    if (!number && !err_) keep_alive(sd);
     if (number) {
         const char* at = UT_S_CP(SAI_IP(sai, 1, 0));  // SAI_IP says "?" once an error is raised
         status_of(st, number);

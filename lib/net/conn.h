@@ -23,9 +23,12 @@ enum : uint8_t {
 // Called after each block that FL_SCK has sent, with the bytes sent so far and the total.
 typedef void (*sck_step_fn)(uint32_t sent, uint32_t total);
 
-// A blocking descriptor connected to sai within tmo seconds (0: the system's own limit). -1 on
-// failure with nothing left open: "SAI_CONN:connect (err #N:text) (a.b.c.d:port)", or
-// "SAI_CONN:connect timed out after N s (a.b.c.d:port)"; status refused, unreach, nonet or tmo.
+// A blocking descriptor connected to sai within tmo seconds (0: the system's own limit), with
+// keep-alive probes (after 15 s idle, every 5 s, 4 unanswered: "... (err #110:...)" from the
+// next receive or send), so that a peer machine that is gone is noticed while a live one that
+// is slow to answer is not. -1 on failure with nothing left open: "SAI_CONN:connect (err #N:text)
+// (a.b.c.d:port)", or "SAI_CONN:connect timed out after N s (a.b.c.d:port)"; status refused,
+// unreach, nonet or tmo.
 int32_t SAI_CONN(const sockaddr_in* sai, uint16_t tmo, uint8_t* st);
 
 // Sends exactly n bytes of bf, zero bytes included (n 0: nothing). Fails when no byte can be
