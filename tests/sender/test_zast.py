@@ -1,8 +1,8 @@
 """zast sending to zimb between two network namespaces: files arrive byte for byte where the
 file-spec or -d says, with one line each and an exit status that tells whether all got "OK";
 zast's own failures are told apart; the progress line shows only on a terminal. Local helpers
-beside the shared harness: zast run in the sending namespace (on a terminal through script), a fake receiver that closes
-without a reply, and a rate limit on the sending link (tc).
+beside the shared harness: zast run in the sending namespace (on a terminal through script),
+a fake receiver that closes without a reply, and a rate limit on the sending link (tc).
 """
 import argparse
 import os
