@@ -25,6 +25,7 @@
 #include "file/mv.h"
 #include "net/host.h"
 #include "net/sck.h"
+#include "net/conn.h"
 #include "console/kbd.h"
 
 #endif

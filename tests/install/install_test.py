@@ -1,5 +1,5 @@
-"""cmake --install into a temporary prefix: install_test.py BUILD_DIR. The program runs from
-there, its manual page renders without warnings, and its service unit names the installed
+"""cmake --install into a temporary prefix: install_test.py BUILD_DIR. The programs run from
+there, their manual pages render without warnings, and zimb's service unit names the installed
 program and passes systemd-analyze verify."""
 import os
 import shutil
@@ -22,19 +22,24 @@ class Install(unittest.TestCase):
         done = run("cmake", "--install", BUILD, "--prefix", self.prefix)
         self.assertEqual(done.returncode, 0, done.stderr)
         self.unit = os.path.join(self.prefix, "lib/systemd/system/zimb@.service")
-        self.man = os.path.join(self.prefix, "share/man/man1/zimb.1")
 
-    def test_the_program_runs_from_the_prefix(self):
-        done = run(os.path.join(self.prefix, "bin/zimb"), "x", stdin=subprocess.DEVNULL)
-        self.assertEqual(done.returncode, 1)
-        self.assertIn("\tzimb {port}\n", done.stdout)
+    def test_the_programs_run_from_the_prefix(self):
+        for prog, status, usage in (("zimb", 1, "\tzimb {port}\n"), ("zast", 2, "Usage: zast ")):
+            done = run(os.path.join(self.prefix, "bin", prog), "x", "y", "z", "w",
+                       stdin=subprocess.DEVNULL)
+            self.assertEqual(done.returncode, status, prog)
+            self.assertIn(usage, done.stdout + done.stderr)
 
-    def test_the_manual_page_renders_every_section(self):
-        done = run("man", "--warnings", "-l", self.man, env=dict(os.environ, MANWIDTH="80"))
-        self.assertEqual(done.stderr, "")
-        for section in ("SYNOPSIS", "PROTOCOL", "REPLIES", "CONSOLE OUTPUT", "EXIT STATUS",
-                        "FILES", "SECURITY", "/var/tmp/zimbxxxx.tmp", "The sender chooses"):
-            self.assertIn(section, done.stdout)
+    def test_the_manual_pages_render_every_section(self):
+        pages = (("zimb", ("SYNOPSIS", "PROTOCOL", "REPLIES", "CONSOLE OUTPUT", "EXIT STATUS",
+                           "FILES", "SECURITY", "/var/tmp/zimbxxxx.tmp", "The sender chooses")),
+                 ("zast", ("SYNOPSIS", "OPTIONS", "EXIT STATUS", "EXAMPLES")))
+        for prog, sections in pages:
+            man = os.path.join(self.prefix, f"share/man/man1/{prog}.1")
+            done = run("man", "--warnings", "-l", man, env=dict(os.environ, MANWIDTH="80"))
+            self.assertEqual(done.stderr, "", prog)
+            for section in sections:
+                self.assertIn(section, done.stdout, prog)
 
     def test_the_unit_runs_the_installed_program_and_verifies(self):
         with open(self.unit) as f:
