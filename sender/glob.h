@@ -1,5 +1,5 @@
 // zast's file-spec expansion: the shell's "*" (any run) and "?" (any one byte) in the last
-// component of a path, matched with backtracking against the entries of the spec's directory.
+// component of a path, matched with backtracking against the entries of the file-spec's directory.
 // Only regular files count (links followed), listed in byte order of their names. Owns nothing:
 // the list it returns is the caller's, freed with GLOB_FR. The directory part is taken as
 // written, wild bytes and all.

@@ -47,7 +47,7 @@ class Delivery(ZastCase):
             (("tool.sh", RECV_IP), ["tool.sh"]),  # a bare name: zimb's working directory
             (("-d", self.path("in"), "*.txt", RECV_IP), ["in/a.txt", "in/b.txt", "in/c.txt.txt"]),
             (("-d", "", "sub/d.txt", RECV_IP, "9500"), ["d.txt"]),
-            (("sub/d.txt", RECV_IP), ["sub/d.txt"]),  # the spec's directory part as written
+            (("sub/d.txt", RECV_IP), ["sub/d.txt"]),  # the file-spec's directory part as written
         ]
         for args, arrive in cases:
             with self.subTest(args=args):
