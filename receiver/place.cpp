@@ -85,6 +85,7 @@ static void place(PLACEDF* p) {
 
 void PLACE_CL(PLACEDF* p, char place_it) {
     static const char* const rtn = "PLACE_CL";
+    char pending = err_;
     if (p->fd >= 0 && place_it && !err_) place(p);
     if (p->fd >= 0) close(p->fd);
     if (p->dfd >= 0 && (p->fd >= 0 || err_ || !place_it)) unlinkat(p->dfd, p->part, 0);
@@ -95,7 +96,7 @@ void PLACE_CL(PLACEDF* p, char place_it) {
         ERR_S();
         POP_ERR();
     }
-    RTN_ERR(rtn);
+    if (!pending) RTN_ERR(rtn);
     MEM_FR(&p->shown);
     MEM_FR(&p->name);
     MEM_FR(&p->part);

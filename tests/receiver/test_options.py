@@ -1,0 +1,256 @@
+"""zimb's options for exposed and long-running use, end to end: the command line, --root's
+refusals, --safe's placing under a full disk, a kill and a thousand transfers, --allow,
+--listen and --timeout. With no option zimb is unchanged: the other test files show that."""
+import ctypes
+import glob
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import zimbnet
+from zimbnet import RECV_IP, SEND_IP, CLIENT, Net, Zimb, ZimbCase, header
+
+PART = ".zimb-part-*"
+
+
+def private_mounts():
+    """Puts this test process (and so every zimb it starts) in a mount namespace of its own."""
+    libc = ctypes.CDLL(None, use_errno=True)
+    if libc.unshare(0x00020000) != 0:  # CLONE_NEWNS
+        raise OSError(ctypes.get_errno(), "unshare")
+    zimbnet.run("mount", "--make-rprivate", "/")
+
+
+def zimb_pid(zimb):
+    """The zimb process itself, below the harness's ip, unshare and sh."""
+    for _ in range(100):
+        for name in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                if (os.readlink(f"/proc/{name}/exe") == os.path.realpath(zimbnet.ZIMB)
+                        and os.getsid(int(name)) == zimb.proc.pid):
+                    return int(name)
+            except OSError:
+                pass
+        time.sleep(0.05)
+    raise AssertionError("zimb's process not found")
+
+
+def vm_kib(pid, key):
+    with open(f"/proc/{pid}/status") as f:
+        return next(int(line.split()[1]) for line in f if line.startswith(key + ":"))
+
+
+def slurp(path):
+    with open(path, "rb") as f:
+        return f.read()
+
+
+class CommandLine(unittest.TestCase):
+    def test_bad_options_show_the_usage_and_what_was_wrong(self):
+        cases = [  # (arguments, exit status, line on standard error)
+            (["--help"], 0, None),
+            (["--bogus"], 1, 'zimb: unknown option "--bogus"'),
+            (["--timeout"], 1, "zimb: --timeout needs a value"),
+            (["--timeout", "0"], 1, 'zimb: --timeout "0": 0 seconds would drop every sender'),
+            (["--timeout", "5x"], 1, 'zimb: --timeout "5x": '),
+            (["--listen", "10.0.0.300"], 1, 'zimb: --listen "10.0.0.300": 10.0.0.300 is invalid'),
+            (["--root", "/no/such/dir"], 1, 'zimb: --root "/no/such/dir": Dir "/no/such/dir" not'),
+            (["--allow", "10.0.0.9...10.0.0.1"], 1, "runs backwards"),
+            (["--safe", "9500", "--root", "/"], 1, 'option "--root" after the port'),
+            (["--safe", "99999"], 1, 'zimb: port "99999": Integer > 65535'),
+        ]
+        for args, status, line in cases:
+            with self.subTest(args=args):
+                p = subprocess.run([zimbnet.ZIMB, *args], capture_output=True, text=True,
+                                   stdin=subprocess.DEVNULL, timeout=10)
+                self.assertEqual(p.returncode, status)
+                self.assertTrue(p.stdout.startswith("ZAST (transmit) and ZIMB"), p.stdout)
+                self.assertIn("--timeout SECS", p.stdout)
+                if line:
+                    self.assertIn(line, p.stderr)
+
+
+class OptionCase(ZimbCase):
+    """Fresh namespaces; zimb is started by the test, with its options, once the files are
+    there (a mount made later would not reach zimb's own mount namespace)."""
+
+    def setUp(self):
+        self.dir = tempfile.mkdtemp(prefix="zimb-e2e-")
+        self.net, self.zimb = Net(), None
+        self.addCleanup(shutil.rmtree, self.dir, True)
+        self.addCleanup(self.net.close)
+
+    def start(self, *args, wait=f"Listen at {RECV_IP}:"):
+        if self.zimb and self.zimb.proc.poll() is None:
+            os.killpg(self.zimb.proc.pid, signal.SIGKILL)
+            self.zimb.proc.wait()
+        self.zimb = Zimb(self.net, self.dir, args)
+        self.addCleanup(self.zimb.close)
+        if wait:
+            self.zimb.wait_for(wait)
+
+
+class Root(OptionCase):
+    def test_paths_leaving_the_root_are_refused_and_nothing_is_written(self):
+        root, outside = self.path("root"), self.path("outside")
+        os.makedirs(os.path.join(root, "opt", "app"))
+        os.makedirs(outside)
+        os.symlink(outside, os.path.join(root, "away"))
+        self.start("--root", "root")
+        self.assertEqual(self.net.send(header("a.txt", "/opt/app", 2) + b"ok"), b"OK\r")
+        self.assertEqual(slurp(os.path.join(root, "opt", "app", "a.txt")), b"ok")
+        cases = [  # (name, directory, reason in the reply)
+            ("x", "..", '".." component'),
+            ("x", "/opt/../../outside", '".." component'),
+            ("..", "", 'the name is "." or ".."'),
+            ("", "opt", "empty name"),
+            ("x\x1b[2J", "opt", "control byte"),
+            ("x", "away", "a link or no directory"),
+            ("x", "opt/missing", "a link or no directory"),
+        ]
+        for name, destdir, why in cases:
+            with self.subTest(name=name, destdir=destdir):
+                reply = self.net.send(header(name, destdir, 4) + b"evil").decode()
+                self.assertTrue(reply.startswith('Refused "') and reply.endswith("\r"), reply)
+                self.assertIn(why, reply)
+                self.assertIn("ERROR: " + reply[:-1], self.zimb.wait_for(reply[:-1]))
+        self.assertEqual(os.listdir(outside), [])
+        self.assertEqual(sorted(os.listdir(self.dir)), ["hosts", "outside", "root", "vartmp"])
+        self.assertEqual(self.net.send(header("b.sh", "opt", 1) + b"!"), b"OK\r")
+        self.assertEqual(os.stat(os.path.join(root, "opt", "b.sh")).st_mode & 0o111, 0o111)
+
+
+class Safe(OptionCase):
+    def test_a_full_file_system_leaves_the_old_file_and_tells_the_sender(self):
+        small = self.path("small")
+        os.makedirs(small)
+        zimbnet.run("mount", "-t", "tmpfs", "-o", "size=1m", "tmpfs", small)
+        self.addCleanup(zimbnet.run, "umount", "-l", small, check=False)
+        old = os.urandom(300 << 10)
+        with open(os.path.join(small, "keep.bin"), "wb") as f:
+            f.write(old)
+        self.start("--safe")
+        reply = self.net.send(header("keep.bin", small, 2 << 20) + os.urandom(2 << 20))
+        self.assertTrue(reply.startswith(b'Write error on "' + small.encode()), reply)
+        self.assertIn(b"No space left on device", reply)
+        self.assertEqual(slurp(os.path.join(small, "keep.bin")), old)
+        self.assertEqual(sorted(os.listdir(small)), ["keep.bin"])
+        self.assertEqual(self.net.send(header("keep.bin", small, 3) + b"new"), b"OK\r")
+        self.assertEqual(slurp(os.path.join(small, "keep.bin")), b"new")
+        self.assertEqual(os.listdir(self.zimb.vartmp), [])  # no work file
+
+    def test_a_kill_mid_transfer_leaves_the_old_file_and_the_next_start_cleans_up(self):
+        old = os.urandom(1 << 20)
+        with open(self.path("keep.bin"), "wb") as f:
+            f.write(old)
+        self.start("--safe")
+        with tempfile.NamedTemporaryFile() as f:
+            f.write(header("keep.bin", self.dir, 64 << 20) + os.urandom(8 << 20))
+            f.flush()
+            client = self.net.start_client(f.name, hold=30)
+            for _ in range(200):
+                parts = glob.glob(self.path(PART))
+                if parts and os.path.getsize(parts[0]) >= 8 << 20:
+                    break
+                time.sleep(0.05)
+            self.assertEqual(len(parts), 1)
+            self.assertEqual(os.stat(parts[0]).st_mode & 0o777, 0o600)
+            os.killpg(self.zimb.proc.pid, signal.SIGKILL)
+            self.zimb.proc.wait()
+            client.kill()
+            client.communicate()
+        self.assertEqual(slurp(self.path("keep.bin")), old)
+        self.start("--safe")  # listens at once, though the killed one's connection lingers
+        self.assertEqual(glob.glob(self.path(PART)), [])
+        self.assertEqual(self.net.send(header("keep.bin", self.dir, 2) + b"ok", port=9500),
+                         b"OK\r")
+
+    def test_a_thousand_transfers_keep_the_heap_flat(self):
+        script = ("import socket,sys\n"
+                  "for i in range(int(sys.argv[1])):\n"
+                  f" s=socket.create_connection(('{RECV_IP}',9500))\n"
+                  f" s.sendall(b'f%d.dat\\r{self.dir}\\r1000\\r' % (i % 7) + b'x' * 1000)\n"
+                  " assert s.recv(9)==b'OK\\r'\n"
+                  " s.close()\n")
+        self.start("--safe")
+        pid = zimb_pid(self.zimb)
+
+        def transfers(n):
+            client = subprocess.Popen(("ip", "netns", "exec", self.net.send_ns, sys.executable,
+                                       "-c", script, str(n)), stderr=subprocess.PIPE)
+            while client.poll() is None:
+                self.zimb.read(0.05)  # drain the console, or zimb's printf would block
+            self.assertEqual(client.wait(), 0, client.communicate()[1])
+
+        transfers(50)
+        before = vm_kib(pid, "VmData"), vm_kib(pid, "VmRSS")
+        transfers(1000)
+        after = vm_kib(pid, "VmData"), vm_kib(pid, "VmRSS")
+        self.assertLess(after[0] - before[0], 256, (before, after))  # 32 KiB a transfer without
+        self.assertLess(after[1] - before[1], 512, (before, after))
+        self.assertEqual(glob.glob(self.path(PART)) + glob.glob(self.path("zimb.part")), [])
+
+
+class Senders(OptionCase):
+    def test_allow_lets_in_only_the_senders_listed(self):
+        for allow, ok in (("10.77.0.9,10.77.1.~,10.77.0.2...10.77.0.254", False),
+                          ("10.77.0.9,10.77.0.~", True), ("10.77.0.0...10.77.0.1", True)):
+            with self.subTest(allow=allow):
+                self.start("--allow", allow)
+                reply = self.net.send(header("in.txt", self.dir, 2) + b"ok")
+                self.assertEqual(reply, b"OK\r" if ok else b"")
+                self.assertEqual(os.path.exists(self.path("in.txt")), ok)
+                if not ok:
+                    self.zimb.wait_for(f"Refused sender {SEND_IP}:")
+                    self.assertNotIn("->", self.zimb.read(0.2))
+                if ok:
+                    os.remove(self.path("in.txt"))
+
+    def test_listen_on_a_named_loopback_address_only(self):
+        self.start("--listen", "127.0.0.1", wait="Listen at 127.0.0.1:9500\n")
+        self.assertNotIn(RECV_IP, self.zimb.read(0.3))
+        with tempfile.NamedTemporaryFile() as f:
+            f.write(header("lo.txt", self.dir, 2) + b"lo")
+            f.flush()
+            p = subprocess.run(("ip", "netns", "exec", self.net.recv_ns, sys.executable, CLIENT,
+                                "127.0.0.1", "9500", f.name, "0"), capture_output=True, timeout=30)
+        self.assertEqual(p.stdout, b"OK\r")
+        refused = self.net.sender("nc", "-z", "-w", "2", RECV_IP, "9500")
+        self.assertNotEqual(refused.returncode, 0)
+
+    def test_listen_nowhere_exits_with_status_1(self):
+        self.start("--listen", "10.77.0.99", wait=None)
+        self.assertEqual(self.zimb.proc.wait(10), 1)
+        self.assertIn("ERROR: none of the --listen addresses could be opened",
+                      self.zimb.read(0.2))
+
+    def test_timeout_drops_a_silent_sender_and_serves_the_next(self):
+        for args in (("--timeout", "1"), ("--timeout", "1", "--safe")):
+            for silent in (b"", header("slow.txt", self.dir, 10) + b"12345"):
+                with self.subTest(args=args, silent=silent[:8]), \
+                        tempfile.NamedTemporaryFile() as f1, tempfile.NamedTemporaryFile() as f2:
+                    self.start(*args)
+                    f1.write(silent)
+                    f2.write(header("next.txt", self.dir, 2) + b"ok")
+                    f1.flush()
+                    f2.flush()
+                    start = time.time()
+                    first = self.net.start_client(f1.name, hold=8)
+                    time.sleep(0.2)
+                    second = self.net.start_client(f2.name)
+                    self.assertEqual(second.communicate(timeout=8)[0], b"OK\r")
+                    self.assertLess(time.time() - start, 4)
+                    self.assertEqual(first.communicate(timeout=10)[0], b"")
+                    self.zimb.wait_for("ERROR: Sender silent for 1 s: dropped\a\n")
+                    self.assertFalse(os.path.exists(self.path("slow.txt")))
+
+
+if __name__ == "__main__":
+    if os.geteuid() == 0:
+        private_mounts()
+    zimbnet.main()
