@@ -2,7 +2,8 @@
 // it static in main: the port, the work file, the listening sockets, the connection and its
 // header. One connection at a time: header fields (name, directory, count), each ended by 0x0D,
 // then the bytes into the work file, which is moved into place; the reply "OK" or the error
-// text, then the next connection, until a key is pressed. Everything else is the ut library's.
+// text, then the next connection, until a key is pressed or a stop signal comes (receiver/stop.h).
+// The work file's name and its safety are receiver/wrkfl.h's; everything else is the ut library's.
 // The options (receiver/opts.h) are short branches of that story: --safe and --root place the
 // file through receiver/place.h, --root checks the path with receiver/rootpath.h, --allow asks
 // receiver/allow.h, --listen and --timeout change where zimb listens and how long it waits.
@@ -13,7 +14,9 @@
 #include "opts.h"
 #include "place.h"
 #include "rootpath.h"
+#include "stop.h"
 #include "ut.h"
+#include "wrkfl.h"
 
 static const char* const usage =
     "ZAST (transmit) and ZIMB (receive) transfer files btw PCs via an ethernet socket.\n"
@@ -57,7 +60,7 @@ static void silence(const ZOPTS* o, uint32_t since) {
 static char receive_placed(int32_t sd, PLACEDF* pl, char* bf, uint32_t sz, char drop,
                            const ZOPTS* o, char** failed) {
     uint32_t got = 0, since = TIC_C();
-    while (got < sz && !kbhit() && !err_) {
+    while (got < sz && !STOP_HIT() && !err_) {
         if (!SCK_WAIT(sd, 10)) {
             silence(o, since);
             continue;
@@ -93,6 +96,7 @@ int main(int argc, char** argv) {
     static uint32_t sz1;
     static int32_t rdcnt;
     static const char* fnam1;
+    static const char* wrkfl1;  // the work file name this transfer took
     static char* bf;
     static uint16_t nslot;  // address slots: sck_host_mxc, or the --listen addresses
     static char placed;     // --safe or --root: the file is placed, not moved
@@ -101,11 +105,14 @@ int main(int argc, char** argv) {
     static char* rel;     // --root: the directory relative to the root
     static uint32_t since;
 
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a log file or pipe gets each line as it is printed
     ZOPTS_RD(argc, argv, &o);
     if (err_ || o.help) return usage_exit(&o);
     port = o.port;
     placed = o.safe || o.root;
     if (placed) PLACE_CLEAN(o.root_fd);
+
+    STOP_OP();
 
     // Listen on every address of the host but loopback (--listen: on those named, loopback
     // too); a failed address is reported and left without a socket.
@@ -145,7 +152,7 @@ int main(int argc, char** argv) {
     for (;;) {
         // Wait for a connection; slot 0 first, a key or an error ends the wait.
         sd = -1;
-        while (sd < 0 && !kbhit() && !err_) {
+        while (sd < 0 && !STOP_HIT() && !err_) {
             SLEEP_MS(10);
             alen = sizeof(sockaddr_in);
             for (hsdx = 0; my_host_sd && hsdx < nslot && sd < 0; hsdx++) {
@@ -172,7 +179,7 @@ int main(int argc, char** argv) {
             x = 0;
             field[0] = 0;
             complete = 0;
-            while (!complete && !kbhit() && !err_) {
+            while (!complete && !STOP_HIT() && !err_) {
                 if (SCK_RECV(sd, &ch, 1, 0, nullptr) != 1) {
                     if (!err_) SLEEP_MS(10);
                     silence(&o, since);  // --timeout
@@ -195,7 +202,7 @@ int main(int argc, char** argv) {
             printf("%s:%d -> %s (%ld)\n", ip ? ip : "", port, fnam, static_cast<long>(sz));
 
         char received = 0;
-        if (!kbhit() && !err_ && placed) {
+        if (!STOP_HIT() && !err_ && placed) {
             // --safe, --root: straight into a new file beside the destination, renamed over
             // it when complete. A refused path or a failed write is the reply, after the data.
             if (!bf) bf = MEM_AL(placed_bf);
@@ -207,21 +214,22 @@ int main(int argc, char** argv) {
             PLACE_CL(&pl, received);
             MEM_FR(&failed);
             MEM_FR(&rel);
-        } else if (!kbhit() && !err_) {
+        } else if (!STOP_HIT() && !err_) {
             // The data: appended chunk by chunk; the last chunk is written whole. The buffer
             // is taken anew for each transfer and kept.
             bf = MEM_AL(chunk + 1);
             sz1 = 0;
-            FILE_CLR(wrkfl, 0);
+            wrkfl1 = WRKFL_CLAIM(wrkfl);
+            FILE_CLR(wrkfl1, 0);
             while (!received) {
                 rdcnt = 0;
-                while (!kbhit() && !err_ && rdcnt == 0) {
+                while (!STOP_HIT() && !err_ && rdcnt == 0) {
                     rdcnt = SCK_RECV(sd, bf, chunk, 0, nullptr);
                     if (o.timeout_s && rdcnt == 0) silence(&o, since);  // --timeout
                 }
                 if (rdcnt == 0) break;  // a key or an error: no move, no reply
                 if (o.timeout_s) since = TIC_C();
-                BF_FILE(wrkfl, bf, static_cast<unsigned long>(rdcnt), 2);
+                BF_FILE(wrkfl1, bf, static_cast<unsigned long>(rdcnt), 2);
                 sz1 += static_cast<uint32_t>(rdcnt);
                 received = sz1 >= sz;
             }
@@ -230,10 +238,11 @@ int main(int argc, char** argv) {
             // the mode change failed.
             if (received) {
                 fnam1 = destdir[0] ? UT_SM_CP(destdir, dir_dlms, fnam, nullptr) : fnam;
-                FILE_MV(wrkfl, fnam1);
+                FILE_MV(wrkfl1, fnam1);
                 if (S_END_MT(fnam1, ".bin", 0, 1, 0) || S_END_MT(fnam1, ".sh", 0, 1, 0))
                     MODE_FILE(FILE_MODE(fnam1) | 0x49, fnam1);
             }
+            WRKFL_FREE();
         }
         if (received && !err_) {
             SM_SCK(sd, nullptr, 0xffff, "OK", cr_, nullptr);
@@ -248,11 +257,11 @@ int main(int argc, char** argv) {
         SCK_CL(sd);
         sd = -1;
         if (err_) printf("ERROR: %s\a\n", ERR_S());
-        if (kbhit()) {
-            getch();
+        if (STOP_HIT()) {
+            STOP_KEY();
             SCK_SYS_CL();
             if (err_) printf("ERROR: %s\a\n", ERR_S());
-            if (!placed) FILE_DL(wrkfl, 0);
+            if (!placed) WRKFL_DL(wrkfl);
             ZOPTS_FR(&o);
             return 1;
         }
