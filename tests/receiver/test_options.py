@@ -27,17 +27,9 @@ def private_mounts():
 
 
 def zimb_pid(zimb):
-    """The zimb process itself, below the harness's ip, unshare and sh."""
-    for _ in range(100):
-        for name in filter(str.isdigit, os.listdir("/proc")):
-            try:
-                if (os.readlink(f"/proc/{name}/exe") == os.path.realpath(zimbnet.ZIMB)
-                        and os.getsid(int(name)) == zimb.proc.pid):
-                    return int(name)
-            except OSError:
-                pass
-        time.sleep(0.05)
-    raise AssertionError("zimb's process not found")
+    """The zimb process itself, in the session of the harness's ip, unshare and sh."""
+    time.sleep(0.2)
+    return int(zimbnet.run("pgrep", "-s", str(zimb.proc.pid), "-x", "zimb").stdout.split()[0])
 
 
 def vm_kib(pid, key):
@@ -198,18 +190,15 @@ class Safe(OptionCase):
 
 class Senders(OptionCase):
     def test_allow_lets_in_only_the_senders_listed(self):
-        for allow, ok in (("10.77.0.9,10.77.1.~,10.77.0.2...10.77.0.254", False),
-                          ("10.77.0.9,10.77.0.~", True), ("10.77.0.0...10.77.0.1", True)):
+        for allow, reply in (("10.77.0.9,10.77.1.~,10.77.0.2...10.77.0.254", b""),
+                             ("10.77.0.9,10.77.0.~", b"OK\r")):
             with self.subTest(allow=allow):
                 self.start("--allow", allow)
-                reply = self.net.send(header("in.txt", self.dir, 2) + b"ok")
-                self.assertEqual(reply, b"OK\r" if ok else b"")
-                self.assertEqual(os.path.exists(self.path("in.txt")), ok)
-                if not ok:
+                self.assertEqual(self.net.send(header(allow, self.dir, 2) + b"ok"), reply)
+                self.assertEqual(os.path.exists(self.path(allow)), reply != b"")
+                if not reply:
                     self.zimb.wait_for(f"Refused sender {SEND_IP}:")
                     self.assertNotIn("->", self.zimb.read(0.2))
-                if ok:
-                    os.remove(self.path("in.txt"))
 
     def test_listen_on_a_named_loopback_address_only(self):
         self.start("--listen", "127.0.0.1", wait="Listen at 127.0.0.1:9500\n")
