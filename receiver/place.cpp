@@ -5,7 +5,7 @@
 #include "place.h"
 
 #include <cerrno>
-#include <fcntl.h>
+#include <fcntl.h>  // and sync_file_range
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +13,7 @@
 
 const char* place_journal = "zimb.part";
 const char* place_prefix = ".zimb-part-";
+static const uint64_t flush_step = 8 << 20;  // bytes between starts of the write-back
 
 // Raises "<head>"dir/name" (err #N:text)" from errno.
 static void raise_on(const char* head, const PLACEDF* p) {
@@ -29,7 +30,7 @@ static uint32_t final_mode(const char* name) {
 
 void PLACE_OP(PLACEDF* p, int32_t root_fd, const char* dir, const char* name) {
     static const char* const rtn = "PLACE_OP";
-    *p = PLACEDF{-1, -1, nullptr, nullptr, nullptr, 0};
+    *p = PLACEDF{-1, -1, nullptr, nullptr, nullptr, 0, 0, 0};
     if (err_) return;
     p->shown = *dir ? SM_CP(dir, dir_dlms, name, nullptr) : S_CP(name);
     p->name = S_CP(name);
@@ -62,7 +63,12 @@ void PLACE_BF(PLACEDF* p, const char* bf, uint32_t n) {
         }
         bf += w;
         n -= static_cast<uint32_t>(w);
+        p->written += static_cast<uint64_t>(w);
     }
+    if (p->written - p->flushed < flush_step) return;
+    sync_file_range(p->fd, static_cast<off_t>(p->flushed),
+                    static_cast<off_t>(p->written - p->flushed), SYNC_FILE_RANGE_WRITE);
+    p->flushed = p->written;  // a failure here shows at the sync that places the file
 }
 
 // Syncs, sets the mode, closes and renames; the first failure raises and stops.
@@ -100,7 +106,7 @@ void PLACE_CL(PLACEDF* p, char place_it) {
     MEM_FR(&p->shown);
     MEM_FR(&p->name);
     MEM_FR(&p->part);
-    *p = PLACEDF{-1, -1, nullptr, nullptr, nullptr, 0};
+    *p = PLACEDF{-1, -1, nullptr, nullptr, nullptr, 0, 0, 0};
 }
 
 void PLACE_CLEAN(int32_t root_fd) {

@@ -14,12 +14,14 @@ extern const char* place_journal;  // "zimb.part"
 extern const char* place_prefix;   // ".zimb-part-": the name of every file being written
 
 struct PLACEDF {
-    int32_t dfd;    // the destination's directory, held open; -1 when none
-    int32_t fd;     // the new file; -1 when none
-    char* shown;    // "dir/name" for messages (heap)
-    char* name;     // the destination's name in dfd (heap)
-    char* part;     // the new file's name in dfd (heap)
-    uint32_t mode;  // the mode the file gets when placed
+    int32_t dfd;       // the destination's directory, held open; -1 when none
+    int32_t fd;        // the new file; -1 when none
+    char* shown;       // "dir/name" for messages (heap)
+    char* name;        // the destination's name in dfd (heap)
+    char* part;        // the new file's name in dfd (heap)
+    uint32_t mode;     // the mode the file gets when placed
+    uint64_t written;  // bytes written so far
+    uint64_t flushed;  // bytes whose write-back has been started
 };
 
 // Opens the directory dir (below root_fd without following links when root_fd is not -1,
@@ -32,6 +34,8 @@ struct PLACEDF {
 void PLACE_OP(PLACEDF* p, int32_t root_fd, const char* dir, const char* name);
 
 // Writes n bytes to the new file; "Write error on \"dir/name\" (err #N:text)" on failure.
+// Every few MiB it starts the write-back of what it wrote, so that the sync at the end has
+// little left to do.
 void PLACE_BF(PLACEDF* p, const char* bf, uint32_t n);
 
 // With place set and no error pending: syncs the new file, gives it its mode and renames it over
