@@ -1,8 +1,11 @@
-"""Starting zimb, and stopping it with a key: the usage text, the exit status, the last lines
-and the work file."""
+"""Starting zimb, and stopping it with a key or a signal: the usage text, the exit status, the
+last lines, the terminal and the work file."""
 import os
+import signal
 import subprocess
+import termios
 import time
+from pathlib import Path
 
 import zimbnet
 from zimbnet import RECV_IP, ZimbCase, header
@@ -33,28 +36,39 @@ class OtherPort(ZimbCase):
         self.assertEqual(self.net.send(header("p", self.dir, 1) + b"x", port=9600), b"OK\r")
 
 
-class Keys(ZimbCase):
-    def test_a_key_while_idle_exits_with_1_and_deletes_the_work_file(self):
-        work = os.path.join(self.zimb.vartmp, "zimbxxxx.tmp")
-        with open(work, "w") as f:
-            f.write("left over")
-        self.assertEqual(self.zimb.stop(), 1)
-        self.assertFalse(os.path.exists(work))
-        self.assertIn(f"{RECV_IP}:9500 ->  (0)\n", self.zimb.read())
+class Stops(ZimbCase):
+    zimb_args = None  # every row starts its own
 
-    def test_a_key_during_a_transfer_ends_it_without_reply(self):
-        payload = self.path("payload")
-        with open(payload, "wb") as f:
-            f.write(header("never.txt", self.dir, 10**6) + b"x" * 1000)
-        client = self.net.start_client(payload, hold=3)
-        self.zimb.wait_for("-> " + self.dir + "/never.txt (1000000)\n")
-        time.sleep(0.3)  # the data phase has the first chunk
-        self.assertTrue(os.path.exists(os.path.join(self.zimb.vartmp, "zimbxxxx.tmp")))
-        self.assertEqual(self.zimb.stop(), 1)
-        reply, _ = client.communicate(timeout=30)
-        self.assertEqual(reply, b"")
+    def test_a_key_or_a_stop_signal_ends_zimb_the_same_way(self):
+        work = self.path("vartmp", "zimbxxxx.tmp")
+        payload = Path(self.path("payload"))
+        payload.write_bytes(header("never.txt", self.dir, 10**6) + b"x" * 1000)
+        rows = [  # (stopped by, during a transfer, with a console)
+            ("key", False, True), ("key", True, True),
+            (signal.SIGINT, False, True), (signal.SIGINT, True, True),
+            (signal.SIGTERM, False, True), (signal.SIGTERM, True, False),
+        ]
+        for port, (how, busy, console) in enumerate(rows, 9500):  # a port each: no TIME_WAIT
+            with self.subTest(how=how, busy=busy, console=console):
+                zimb, client = self.start((str(port),), console=console), None
+                if busy:  # the transfer line reaches even a file while zimb runs
+                    client = self.net.start_client(str(payload), hold=3, port=port)
+                    zimb.wait_for(f"-> {self.dir}/never.txt (1000000)\n")
+                    time.sleep(0.3)  # the data phase has the first chunk
+                else:
+                    Path(work).write_text("left over")
+                self.assertTrue(os.path.exists(work))
+                zimb.key() if how == "key" else zimb.signal(how)
+                self.assertEqual(zimb.proc.wait(10), 1)
+                self.assertFalse(os.path.exists(work))
+                if console:  # echo and line editing are back
+                    modes = termios.tcgetattr(zimb.master)[3] & (termios.ECHO | termios.ICANON)
+                    self.assertEqual(modes, termios.ECHO | termios.ICANON)
+                if client:
+                    self.assertEqual(client.communicate(timeout=30)[0], b"")
+                else:
+                    self.assertIn(f"{RECV_IP}:{port} ->  (0)\n", zimb.read())
         self.assertFalse(os.path.exists(self.path("never.txt")))
-        self.assertFalse(os.path.exists(os.path.join(self.zimb.vartmp, "zimbxxxx.tmp")))
 
 
 if __name__ == "__main__":

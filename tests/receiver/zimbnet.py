@@ -1,10 +1,11 @@
-"""Two PCs on one machine for zimb's end-to-end tests.
+"""Two PCs on one machine for the end-to-end tests of every file that starts zimb.
 
 A sending and a receiving network namespace joined by a veth pair (10.77.0.1 sends, 10.77.0.2
-receives), made fresh for every zimb start and removed afterwards. zimb runs in the receiving
-one under a pseudo-terminal (a key press is a byte written to it), with its own host name that
-resolves to loopback only and its own /var/tmp, so that its addresses are predictable and its
-work file can be inspected. Every client socket is made inside the sending namespace.
+receives), made fresh for every test. ZimbCase.start runs one more zimb there, with any
+arguments, under a pseudo-terminal (a key press is a byte written to it) or without a console;
+the receiving PC has its own host name that resolves to loopback only and its own /var/tmp,
+shared by the zimb started in one test, so that addresses are predictable and work files can be
+inspected. Every client socket is made inside the sending namespace.
 """
 import argparse
 import os
@@ -25,41 +26,56 @@ _serial = 0
 
 
 def run(*cmd, check=True, **kw):
-    return subprocess.run(cmd, check=check, capture_output=True, text=True, **kw)
+    """Runs a command; a failure raises with the command and its own error text."""
+    done = subprocess.run(cmd, check=False, capture_output=True, text=True, **kw)
+    if check and done.returncode != 0:
+        raise RuntimeError(f"{' '.join(cmd)}: {(done.stderr or done.stdout).strip()}")
+    return done
 
 
 def namespaces_unavailable():
-    """Why the tests cannot make namespaces here, or None when they can."""
+    """Why the tests cannot run here, or None: a trial of every operation they need."""
     if os.geteuid() != 0:
         return "not root: network namespaces cannot be made"
-    if not shutil.which("ip") or not shutil.which("unshare"):
-        return "ip (iproute2) or unshare (util-linux) missing"
-    probe = f"zprobe{os.getpid()}"
-    if run("ip", "netns", "add", probe, check=False).returncode != 0:
-        return "ip netns add fails here"
-    run("ip", "netns", "del", probe, check=False)
+    for tool in ("ip", "unshare", "mount", "hostname"):
+        if not shutil.which(tool):
+            return f"{tool} missing (iproute2, util-linux, mount, hostname)"
+    try:
+        with tempfile.TemporaryDirectory() as workdir:
+            net = Net()
+            try:
+                run(*in_host(net, workdir), "true")
+            finally:
+                net.close()
+    except RuntimeError as failed:
+        return str(failed)
     return None
 
 
 class Net:
-    """A sending and a receiving namespace joined by a veth pair."""
+    """A sending and a receiving namespace joined by a veth pair; made whole or not at all."""
 
     def __init__(self):
         global _serial
         _serial += 1
         tag = f"{os.getpid() % 100000}x{_serial}"
         self.send_ns, self.recv_ns = f"zs{tag}", f"zr{tag}"
-        veth_s, veth_r = f"vs{tag}", f"vr{tag}"
-        run("ip", "netns", "add", self.send_ns)
-        run("ip", "netns", "add", self.recv_ns)
-        run("ip", "link", "add", veth_s, "type", "veth", "peer", "name", veth_r)
-        for ns, dev, ip in ((self.send_ns, veth_s, SEND_IP), (self.recv_ns, veth_r, RECV_IP)):
-            run("ip", "link", "set", dev, "netns", ns)
-            run("ip", "-n", ns, "addr", "add", f"{ip}/24", "dev", dev)
-            run("ip", "-n", ns, "link", "set", dev, "up")
-            run("ip", "-n", ns, "link", "set", "lo", "up")
+        self.veth_s, veth_r = f"vs{tag}", f"vr{tag}"
+        try:
+            run("ip", "netns", "add", self.send_ns)
+            run("ip", "netns", "add", self.recv_ns)
+            run("ip", "link", "add", self.veth_s, "type", "veth", "peer", "name", veth_r)
+            for ns, dev, ip in ((self.send_ns, self.veth_s, SEND_IP), (self.recv_ns, veth_r, RECV_IP)):
+                run("ip", "link", "set", dev, "netns", ns)
+                run("ip", "-n", ns, "addr", "add", f"{ip}/24", "dev", dev)
+                run("ip", "-n", ns, "link", "set", dev, "up")
+                run("ip", "-n", ns, "link", "set", "lo", "up")
+        except BaseException:
+            self.close()
+            raise
 
     def close(self):
+        run("ip", "link", "del", self.veth_s, check=False)  # still here if the set-up failed
         for ns in (self.send_ns, self.recv_ns):
             run("ip", "netns", "del", ns, check=False)
 
@@ -77,29 +93,43 @@ class Net:
             raise AssertionError(f"client failed: {err.decode()}")
         return reply
 
-    def start_client(self, payload_file, hold=0.0, port=9500):
-        """Starts a client in the background; .communicate() gives the reply."""
+    def start_client(self, payload_file, hold=0.0, port=9500, pause_at=None):
+        """Starts a client in the background; .communicate() gives the reply. With pause_at
+        it holds after that many bytes instead of after all of them."""
+        at = () if pause_at is None else (str(pause_at),)
         return subprocess.Popen(("ip", "netns", "exec", self.send_ns, sys.executable, CLIENT,
-                                 RECV_IP, str(port), payload_file, str(hold)),
+                                 RECV_IP, str(port), payload_file, str(hold), *at),
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
 
-class Zimb:
-    """zimb running in the receiving namespace under a pseudo-terminal, in workdir."""
+def in_host(net, workdir):
+    """The command prefix that runs a command as on the receiving PC: in its namespace, with the
+    host name zimb-rx resolving to loopback only, workdir/vartmp as /var/tmp, in workdir."""
+    os.makedirs(os.path.join(workdir, "vartmp"), exist_ok=True)
+    hosts = os.path.join(workdir, "hosts")
+    with open(hosts, "w") as f:
+        f.write("127.0.0.1 localhost zimb-rx\n")
+    setup = (f"hostname zimb-rx && mount --bind {hosts} /etc/hosts && "
+             f"mount --bind {workdir}/vartmp /var/tmp && cd {workdir} && exec \"$0\" \"$@\"")
+    return ("ip", "netns", "exec", net.recv_ns, "unshare", "--uts", "--mount", "--propagation",
+            "private", "sh", "-c", setup)
 
-    def __init__(self, net, workdir, args=()):
+
+class Zimb:
+    """zimb on the receiving PC, in workdir, under a pseudo-terminal; or, without console, with
+    standard input from /dev/null and its output into a file."""
+
+    def __init__(self, net, workdir, args=(), console=True):
         self.vartmp = os.path.join(workdir, "vartmp")
-        os.makedirs(self.vartmp, exist_ok=True)
-        hosts = os.path.join(workdir, "hosts")
-        with open(hosts, "w") as f:
-            f.write("127.0.0.1 localhost zimb-rx\n")
-        setup = (f"hostname zimb-rx && mount --bind {hosts} /etc/hosts && "
-                 f"mount --bind {self.vartmp} /var/tmp && cd {workdir} && exec \"$0\" \"$@\"")
-        cmd = ["ip", "netns", "exec", net.recv_ns, "unshare", "--uts", "--mount",
-               "--propagation", "private", "sh", "-c", setup, ZIMB, *args]
         environ = dict(os.environ, ASAN_OPTIONS="detect_leaks=0")  # zimb keeps its buffers
-        self.master, slave = pty.openpty()
-        self.proc = subprocess.Popen(cmd, stdin=slave, stdout=slave, stderr=slave, env=environ,
+        if console:
+            self.master, slave = pty.openpty()
+            stdin, self.log = slave, None
+        else:
+            slave, path = tempfile.mkstemp(dir=workdir, suffix=".log")
+            self.master, stdin, self.log = None, subprocess.DEVNULL, open(path, "rb")
+        self.proc = subprocess.Popen([*in_host(net, workdir), ZIMB, *args], stdin=stdin,
+                                     stdout=slave, stderr=slave, env=environ,
                                      start_new_session=True)
         os.close(slave)
         self.out = b""
@@ -107,7 +137,10 @@ class Zimb:
     def read(self, timeout=0.2):
         """Everything zimb printed so far, terminal line ends turned back into '\\n'."""
         end = time.time() + timeout
-        while True:
+        if self.log:
+            time.sleep(timeout)
+            self.out += self.log.read()
+        while self.master is not None:
             left = end - time.time()
             ready, _, _ = select.select([self.master], [], [], max(left, 0))
             if not ready:
@@ -131,6 +164,9 @@ class Zimb:
     def key(self, byte=b"q"):
         os.write(self.master, byte)
 
+    def signal(self, sig):
+        os.kill(self.proc.pid, sig)  # zimb itself: every command before it execs the next
+
     def stop(self, timeout=10):
         """Presses a key and returns zimb's exit status."""
         if self.proc.poll() is None:
@@ -144,24 +180,33 @@ class Zimb:
         if self.proc.poll() is None:
             os.killpg(self.proc.pid, 9)
             self.proc.wait()
-        os.close(self.master)
+        if self.master is not None:
+            os.close(self.master)
+        if self.log:
+            self.log.close()
 
 
 class ZimbCase(unittest.TestCase):
     """A test case with fresh namespaces and a zimb listening on the receiving PC."""
 
-    zimb_args = ()
+    zimb_args = ()  # None: the test starts its own
     listens = True  # wait for the listening line before the test starts
 
     def setUp(self):
         self.dir = tempfile.mkdtemp(prefix="zimb-e2e-")
-        self.net = Net()
         self.addCleanup(shutil.rmtree, self.dir, True)
+        self.net = Net()
         self.addCleanup(self.net.close)
-        self.zimb = Zimb(self.net, self.dir, self.zimb_args)
-        self.addCleanup(self.zimb.close)
-        if self.listens:
-            self.zimb.wait_for(f"Listen at {RECV_IP}:")
+        if self.zimb_args is not None:
+            self.zimb = self.start(self.zimb_args, self.listens)
+
+    def start(self, args=(), listens=True, console=True):
+        """One more zimb on the receiving PC, sharing its /var/tmp; stopped at the test's end."""
+        zimb = Zimb(self.net, self.dir, args, console)
+        self.addCleanup(zimb.close)
+        if listens:
+            zimb.wait_for(f"Listen at {RECV_IP}:")
+        return zimb
 
     def path(self, *parts):
         return os.path.join(self.dir, *parts)

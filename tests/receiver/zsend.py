@@ -1,9 +1,9 @@
 """A minimal sender for the end-to-end tests, run inside the sending namespace.
 
-zsend.py HOST PORT PAYLOAD HOLD: connects, sends the bytes of the file PAYLOAD exactly as they
-are, waits HOLD seconds (so that zimb sees a pause), half-closes only when HOLD is negative
-(the connection then closes at once after sending), and writes every byte of the reply to
-standard output until zimb closes the connection.
+zsend.py HOST PORT PAYLOAD HOLD [AT]: connects, sends the bytes of the file PAYLOAD exactly as
+they are, waits HOLD seconds (so that zimb sees a pause) after the first AT bytes (default: all),
+closes at once instead when HOLD is negative, sends the rest, and writes every byte of the reply
+to standard output until zimb closes the connection.
 """
 import socket
 import sys
@@ -13,11 +13,14 @@ host, port, payload, hold = sys.argv[1], int(sys.argv[2]), sys.argv[3], float(sy
 with open(payload, "rb") as f:
     data = f.read()
 s = socket.create_connection((host, port), timeout=30)
-s.sendall(data)
+at = int(sys.argv[5]) if len(sys.argv) > 5 else len(data)
+s.sendall(data[:at])
 if hold < 0:
     s.close()  # the sender gives up: no reply is read
     sys.exit(0)
 time.sleep(hold)
+if at < len(data):
+    s.sendall(data[at:])
 reply = b""
 try:
     while True:
