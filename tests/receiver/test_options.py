@@ -4,7 +4,6 @@ refusals, --safe's placing under a full disk, a kill and a thousand transfers, -
 import ctypes
 import glob
 import os
-import shutil
 import signal
 import subprocess
 import sys
@@ -13,7 +12,7 @@ import time
 import unittest
 
 import zimbnet
-from zimbnet import RECV_IP, SEND_IP, CLIENT, Net, Zimb, ZimbCase, header
+from zimbnet import RECV_IP, SEND_IP, CLIENT, ZimbCase, header
 
 PART = ".zimb-part-*"
 
@@ -68,23 +67,14 @@ class CommandLine(unittest.TestCase):
 
 
 class OptionCase(ZimbCase):
-    """Fresh namespaces; zimb is started by the test, with its options, once the files are
-    there (a mount made later would not reach zimb's own mount namespace)."""
+    zimb_args = None  # started once the files are there: a later mount would not reach zimb
 
-    def setUp(self):
-        self.dir = tempfile.mkdtemp(prefix="zimb-e2e-")
-        self.net, self.zimb = Net(), None
-        self.addCleanup(shutil.rmtree, self.dir, True)
-        self.addCleanup(self.net.close)
-
-    def start(self, *args, wait=f"Listen at {RECV_IP}:"):
-        if self.zimb and self.zimb.proc.poll() is None:
+    def restart(self, *args, listens=True):
+        """zimb with these options, in place of the one before (killed)."""
+        if getattr(self, "zimb", None) and self.zimb.proc.poll() is None:
             os.killpg(self.zimb.proc.pid, signal.SIGKILL)
             self.zimb.proc.wait()
-        self.zimb = Zimb(self.net, self.dir, args)
-        self.addCleanup(self.zimb.close)
-        if wait:
-            self.zimb.wait_for(wait)
+        self.zimb = self.start(args, listens)
 
 
 class Root(OptionCase):
@@ -93,7 +83,7 @@ class Root(OptionCase):
         os.makedirs(os.path.join(root, "opt", "app"))
         os.makedirs(outside)
         os.symlink(outside, os.path.join(root, "away"))
-        self.start("--root", "root")
+        self.restart("--root", "root")
         self.assertEqual(self.net.send(header("a.txt", "/opt/app", 2) + b"ok"), b"OK\r")
         self.assertEqual(slurp(os.path.join(root, "opt", "app", "a.txt")), b"ok")
         cases = [  # (name, directory, reason in the reply)
@@ -126,7 +116,7 @@ class Safe(OptionCase):
         old = os.urandom(300 << 10)
         with open(os.path.join(small, "keep.bin"), "wb") as f:
             f.write(old)
-        self.start("--safe")
+        self.restart("--safe")
         reply = self.net.send(header("keep.bin", small, 2 << 20) + os.urandom(2 << 20))
         self.assertTrue(reply.startswith(b'Write error on "' + small.encode()), reply)
         self.assertIn(b"No space left on device", reply)
@@ -140,7 +130,7 @@ class Safe(OptionCase):
         old = os.urandom(1 << 20)
         with open(self.path("keep.bin"), "wb") as f:
             f.write(old)
-        self.start("--safe")
+        self.restart("--safe")
         with tempfile.NamedTemporaryFile() as f:
             f.write(header("keep.bin", self.dir, 64 << 20) + os.urandom(8 << 20))
             f.flush()
@@ -157,7 +147,7 @@ class Safe(OptionCase):
             client.kill()
             client.communicate()
         self.assertEqual(slurp(self.path("keep.bin")), old)
-        self.start("--safe")  # listens at once, though the killed one's connection lingers
+        self.restart("--safe")  # listens at once, though the killed one's connection lingers
         self.assertEqual(glob.glob(self.path(PART)), [])
         self.assertEqual(self.net.send(header("keep.bin", self.dir, 2) + b"ok", port=9500),
                          b"OK\r")
@@ -169,7 +159,7 @@ class Safe(OptionCase):
                   f" s.sendall(b'f%d.dat\\r{self.dir}\\r1000\\r' % (i % 7) + b'x' * 1000)\n"
                   " assert s.recv(9)==b'OK\\r'\n"
                   " s.close()\n")
-        self.start("--safe")
+        self.restart("--safe")
         pid = zimb_pid(self.zimb)
 
         def transfers(n):
@@ -193,7 +183,7 @@ class Senders(OptionCase):
         for allow, reply in (("10.77.0.9,10.77.1.~,10.77.0.2...10.77.0.254", b""),
                              ("10.77.0.9,10.77.0.~", b"OK\r")):
             with self.subTest(allow=allow):
-                self.start("--allow", allow)
+                self.restart("--allow", allow)
                 self.assertEqual(self.net.send(header(allow, self.dir, 2) + b"ok"), reply)
                 self.assertEqual(os.path.exists(self.path(allow)), reply != b"")
                 if not reply:
@@ -201,7 +191,8 @@ class Senders(OptionCase):
                     self.assertNotIn("->", self.zimb.read(0.2))
 
     def test_listen_on_a_named_loopback_address_only(self):
-        self.start("--listen", "127.0.0.1", wait="Listen at 127.0.0.1:9500\n")
+        self.restart("--listen", "127.0.0.1", listens=False)
+        self.zimb.wait_for("Listen at 127.0.0.1:9500\n")
         self.assertNotIn(RECV_IP, self.zimb.read(0.3))
         with tempfile.NamedTemporaryFile() as f:
             f.write(header("lo.txt", self.dir, 2) + b"lo")
@@ -213,7 +204,7 @@ class Senders(OptionCase):
         self.assertNotEqual(refused.returncode, 0)
 
     def test_listen_nowhere_exits_with_status_1(self):
-        self.start("--listen", "10.77.0.99", wait=None)
+        self.restart("--listen", "10.77.0.99", listens=False)
         self.assertEqual(self.zimb.proc.wait(10), 1)
         self.assertIn("ERROR: none of the --listen addresses could be opened",
                       self.zimb.read(0.2))
@@ -223,7 +214,7 @@ class Senders(OptionCase):
             for silent in (b"", header("slow.txt", self.dir, 10) + b"12345"):
                 with self.subTest(args=args, silent=silent[:8]), \
                         tempfile.NamedTemporaryFile() as f1, tempfile.NamedTemporaryFile() as f2:
-                    self.start(*args)
+                    self.restart(*args)
                     f1.write(silent)
                     f2.write(header("next.txt", self.dir, 2) + b"ok")
                     f1.flush()
