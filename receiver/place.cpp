@@ -6,6 +6,9 @@
 
 #include <cerrno>
 #include <fcntl.h>  // and sync_file_range
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -114,13 +117,16 @@ void PLACE_CLEAN(int32_t root_fd) {
     char* path = FILE_BF(place_journal, nullptr);
     char* dir = FSPEC_DIR(path, 0);
     char* base = FSPEC_FNAM(path);
-    if (base && BF_MT(base, place_prefix, 65535, 1, 1, 0)) {
+    char ours = base && BF_MT(base, place_prefix, 65535, 1, 1, 0);
+    pid_t pid = ours ? static_cast<pid_t>(atol(base + strlen(place_prefix))) : 0;
+    char writing = pid > 0 && pid != getpid() && kill(pid, 0) == 0;  // another zimb, still busy
+    if (ours && !writing) {
         int32_t dfd = DIR_AT(root_fd < 0 ? AT_FDCWD : root_fd, dir, root_fd < 0);
         if (dfd >= 0) unlinkat(dfd, base, 0);
         if (dfd >= 0) close(dfd);
     }
     ERR_S();
-    FILE_DL(place_journal, 0);
+    if (!writing) FILE_DL(place_journal, 0);
     ERR_S();
     MEM_FR(&path);
     MEM_FR(&dir);

@@ -46,7 +46,10 @@ void PLACE_BF(PLACEDF* p, const char* bf, uint32_t n);
 void PLACE_CL(PLACEDF* p, char place);
 
 // Removes the file named by a journal left by a killed zimb (only a name beginning with
-// place_prefix), resolved the way PLACE_OP opened it, and the journal. Errors are dropped.
+// place_prefix), resolved the way PLACE_OP opened it, and the journal. A journal whose writer
+// (the process id in the name) still runs is left alone: one journal serves one working
+// directory, so zimbs that share one may miss a clean-up but never remove a live file. Errors
+// are dropped.
 void PLACE_CLEAN(int32_t root_fd);
 
 #endif
