@@ -3,6 +3,7 @@ relies on, from our own client and from standard tools."""
 import os
 import re
 import tempfile
+from pathlib import Path
 
 import zimbnet
 from zimbnet import RECV_IP, SEND_IP, ZimbCase, header
@@ -55,20 +56,20 @@ class Delivery(ZimbCase):
 
     def test_standard_tools_can_send(self):
         body = b"sent by a standard tool\n" * 1000
-        src = self.path("src.txt")
-        with open(src, "wb") as f:
-            f.write(body)
-        tools = {
-            "nc": f"printf 'by-nc.txt\\r{self.dir}\\r{len(body)}\\r' | cat - {src} | nc -N {RECV_IP} 9500",
-            "socat": f"printf 'by-socat.txt\\r{self.dir}\\r{len(body)}\\r' | cat - {src} "
-                     f"| socat -t 10 - TCP:{RECV_IP}:9500",
+        os.mkdir(self.path("src"))
+        Path(self.path("src", "by-nc.txt")).write_bytes(body)
+        tools = {  # the README's line, its reply on a line of its own; socat
+            "nc": (f"printf '%s\\r%s\\r%d\\r' \"$f\" {self.dir} \"$(stat -c %s \"$f\")\" | "
+                   f"cat - \"$f\" | nc -N {RECV_IP} 9500 | tr '\\r' '\\n'", b"OK\n"),
+            "socat": (f"printf 'by-socat.txt\\r{self.dir}\\r{len(body)}\\r' | cat - \"$f\" | "
+                      f"socat -t 10 - TCP:{RECV_IP}:9500", b"OK\r"),
         }
-        for tool, line in tools.items():
+        for tool, (line, reply) in tools.items():
             with self.subTest(tool=tool):
-                done = self.net.sender("sh", "-c", line, timeout=30)
-                self.assertEqual(done.stdout, b"OK\r", done.stderr)
-                with open(self.path(f"by-{tool}.txt"), "rb") as f:
-                    self.assertEqual(f.read(), body)
+                done = self.net.sender("sh", "-c", f"cd {self.dir}/src && f=by-nc.txt && {line}",
+                                       timeout=30)
+                self.assertEqual(done.stdout, reply, done.stderr)
+                self.assertEqual(Path(self.path(f"by-{tool}.txt")).read_bytes(), body)
 
 
 if __name__ == "__main__":
