@@ -173,8 +173,10 @@ class Safe(OptionCase):
         before = vm_kib(pid, "VmData"), vm_kib(pid, "VmRSS")
         transfers(1000)
         after = vm_kib(pid, "VmData"), vm_kib(pid, "VmRSS")
-        self.assertLess(after[0] - before[0], 256, (before, after))  # 32 KiB a transfer without
-        self.assertLess(after[1] - before[1], 512, (before, after))
+        with open(zimbnet.ZIMB, "rb") as f:  # the sanitizer's quarantine holds freed blocks
+            kib = 4096 if b"__asan_init" in f.read() else 256  # (32 KiB a transfer without)
+        self.assertLess(after[0] - before[0], kib, (before, after))
+        self.assertLess(after[1] - before[1], 2 * kib, (before, after))
         self.assertEqual(glob.glob(self.path(PART)) + glob.glob(self.path("zimb.part")), [])
 
 
