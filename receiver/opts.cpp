@@ -44,7 +44,7 @@ static void set_allow(ZOPTS* o, const char* v) {
 static void set_listen(ZOPTS* o, const char* v) {
     if (o->nlisten >= zopts_listen_mxc)
         SM_ERR("more than ", V_S10(zopts_listen_mxc, nullptr, 0), " addresses", nullptr);
-    else if (IP_UL(v, 1))
+    else if (IP_UL(v, 1) || !err_)  // 0.0.0.0 reads as 0 too: every address
         o->listen[o->nlisten++] = v;
 }
 
