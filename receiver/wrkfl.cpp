@@ -39,7 +39,7 @@ static const char* second_name(const char* wrkfl) {
 static const char* unfit(const struct stat* st) {
     for (const Kind& k : kinds)
         if ((st->st_mode & S_IFMT) == k.type) return k.says;
-    if (!S_ISREG(st->st_mode)) return "not a regular file";
+    if (!S_ISREG(st->st_mode)) return "no regular file";
     if (st->st_uid != geteuid()) return "another user's file";
     if (st->st_nlink != 1) return "a file with other links";
     return nullptr;
@@ -50,33 +50,37 @@ static void refuse(const char* rtn, const char* name, const char* why) {
            nullptr);
 }
 
-// Opens (creating with create) and locks name. The descriptor; -1 when the name is missing
-// (without create) or another receiver holds it, or with the error raised when it is unfit.
+// Opens name without following a link or waiting on a FIFO, creating it with create, and locks
+// it. The descriptor; -1 when it is missing (without create) or another receiver holds it, or
+// with the error raised.
+static int open_locked(const char* rtn, const char* name, char create) {
+    int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0);
+    int fd = open(name, flags, 0666);
+    if (fd < 0) {
+        if (errno != ENOENT || create) OS_ERR(rtn, UT_SM_CP(":open \"", name, "\"", nullptr), 0);
+        return -1;
+    }
+    if (flock(fd, LOCK_EX | LOCK_NB) == 0) return fd;
+    int number = errno;
+    close(fd);
+    if (number != EWOULDBLOCK) OS_ERR(rtn, UT_SM_CP(":flock \"", name, "\"", nullptr), number);
+    return -1;
+}
+
+// open_locked for a name that is, before and after the open, a file fit to be the work file;
+// an unfit one is refused with the error raised, and never opened when it was unfit before.
 static int take(const char* rtn, const char* name, char create) {
     struct stat st, now;
     for (int i = 0; i < retries; i++) {
-        int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0);
-        int fd = open(name, flags, 0666);
-        if (fd < 0) {
-            int number = errno;
-            if (number == ENOENT && !create) return -1;
-            if (lstat(name, &st) == 0 && unfit(&st)) refuse(rtn, name, unfit(&st));
-            OS_ERR(rtn, UT_SM_CP(":open \"", name, "\"", nullptr), number);
-            return -1;
-        }
-        if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
-            int number = errno;
-            close(fd);
-            if (number != EWOULDBLOCK)
-                OS_ERR(rtn, UT_SM_CP(":flock \"", name, "\"", nullptr), number);
-            return -1;
-        }
-        const char* why = fstat(fd, &st) == 0 ? unfit(&st) : "not readable";
+        const char* why = lstat(name, &st) == 0 ? unfit(&st) : nullptr;
+        int fd = why ? -1 : open_locked(rtn, name, create);
+        if (fd >= 0 && !why) why = fstat(fd, &st) == 0 ? unfit(&st) : "unreadable";
         if (why) {
-            close(fd);
+            if (fd >= 0) close(fd);
             refuse(rtn, name, why);
             return -1;
         }
+        if (fd < 0) return -1;
         // The holder before us may have deleted the name after we opened it: then ours is a
         // lock on a file no longer there.
         if (lstat(name, &now) == 0 && now.st_dev == st.st_dev && now.st_ino == st.st_ino) return fd;

@@ -7,9 +7,9 @@
 #define ZIMB_WRKFL_H
 
 // Takes wrkfl, or when another receiver holds it this process's second name, for one transfer
-// and returns the name taken (valid for the life of the process). The name is opened without
-// following a link or waiting on a FIFO, created when missing, and kept only when it is a regular
-// file of this user with no other link, so that the later writes by name reach that file alone.
+// and returns the name taken (valid for the life of the process). The name must be missing (it
+// is then created) or a regular file of this user with no other link: anything else is refused
+// unopened, and what was opened is checked again, so that later writes by name reach it alone.
 // Null with the error "WRKFL_CLAIM:\"name\" is a symbolic link, not a file of zimb's own ..." (or
 // another kind), an OS error, or "... in use by other receivers"; nothing while err_ is set.
 const char* WRKFL_CLAIM(const char* wrkfl);

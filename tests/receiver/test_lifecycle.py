@@ -28,14 +28,6 @@ class BadPort(ZimbCase):
                 self.assertEqual(done.stdout.count("\n"), 11)  # the contact line ends it
 
 
-class OtherPort(ZimbCase):
-    zimb_args = ("9600",)
-
-    def test_the_port_argument_is_listened_on(self):
-        self.assertIn(f"Listen at {RECV_IP}:9600\n", self.zimb.read())
-        self.assertEqual(self.net.send(header("p", self.dir, 1) + b"x", port=9600), b"OK\r")
-
-
 class Stops(ZimbCase):
     zimb_args = None  # every row starts its own
 

@@ -2,7 +2,6 @@
 relies on, from our own client and from standard tools."""
 import os
 import re
-import tempfile
 from pathlib import Path
 
 import zimbnet
@@ -31,8 +30,7 @@ class Delivery(ZimbCase):
             with self.subTest(name=name):
                 self.assertEqual(self.net.send(header(name, destdir, count) + data), b"OK\r")
                 where = os.path.join(destdir or d, name)
-                with open(where, "rb") as f:
-                    self.assertEqual(f.read(), data)
+                self.assertEqual(Path(where).read_bytes(), data)
                 self.assertEqual(os.stat(where).st_mode & 0o111, bits)
                 out = self.zimb.wait_for(f"-> {shown} ({count})\n")
                 self.assertRegex(out, rf"{SEND_IP}:\d+:9500 -> {re.escape(shown)} \({count}\)\n")
@@ -43,15 +41,11 @@ class Delivery(ZimbCase):
         clients = []
         for i in range(5):
             body = bytes([65 + i]) * (100000 + i)
-            f = tempfile.NamedTemporaryFile(dir=self.dir, delete=False)
-            f.write(header(f"c{i}", "", len(body)) + body)
-            f.close()
-            clients.append((self.net.start_client(f.name), body, i))
+            Path(self.path(f"c{i}.in")).write_bytes(header(f"c{i}", "", len(body)) + body)
+            clients.append((self.net.start_client(self.path(f"c{i}.in")), body, i))
         for proc, body, i in clients:
-            reply, _ = proc.communicate(timeout=60)
-            self.assertEqual(reply, b"OK\r")
-            with open(self.path(f"c{i}"), "rb") as f:
-                self.assertEqual(f.read(), body)
+            self.assertEqual(proc.communicate(timeout=60)[0], b"OK\r")
+            self.assertEqual(Path(self.path(f"c{i}")).read_bytes(), body)
         self.assertEqual(self.zimb.read().count(":9500 -> c"), 5)
 
     def test_standard_tools_can_send(self):

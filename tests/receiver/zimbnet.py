@@ -1,11 +1,9 @@
-"""Two PCs on one machine for the end-to-end tests of every file that starts zimb.
-
-A sending and a receiving network namespace joined by a veth pair (10.77.0.1 sends, 10.77.0.2
+"""Two PCs on one machine for the end-to-end tests of every file that starts zimb: a sending
+and a receiving network namespace joined by a veth pair (10.77.0.1 sends, 10.77.0.2
 receives), made fresh for every test. ZimbCase.start runs one more zimb there, with any
-arguments, under a pseudo-terminal (a key press is a byte written to it) or without a console;
-the receiving PC has its own host name that resolves to loopback only and its own /var/tmp,
-shared by the zimb started in one test, so that addresses are predictable and work files can be
-inspected. Every client socket is made inside the sending namespace.
+arguments, under a pseudo-terminal (a key press is a byte written to it) or without a
+console. The receiving PC has its own host name, resolving to loopback only, and its own
+/var/tmp, shared by the zimb of one test. Every client socket is made in the sending one.
 """
 import argparse
 import os
@@ -37,9 +35,6 @@ def namespaces_unavailable():
     """Why the tests cannot run here, or None: a trial of every operation they need."""
     if os.geteuid() != 0:
         return "not root: network namespaces cannot be made"
-    for tool in ("ip", "unshare", "mount", "hostname"):
-        if not shutil.which(tool):
-            return f"{tool} missing (iproute2, util-linux, mount, hostname)"
     try:
         with tempfile.TemporaryDirectory() as workdir:
             net = Net()
@@ -47,7 +42,7 @@ def namespaces_unavailable():
                 run(*in_host(net, workdir), "true")
             finally:
                 net.close()
-    except RuntimeError as failed:
+    except (RuntimeError, OSError) as failed:  # a command failed, or is missing
         return str(failed)
     return None
 
@@ -140,18 +135,15 @@ class Zimb:
         if self.log:
             time.sleep(timeout)
             self.out += self.log.read()
-        while self.master is not None:
-            left = end - time.time()
-            ready, _, _ = select.select([self.master], [], [], max(left, 0))
-            if not ready:
-                break
+        while self.master is not None and select.select([self.master], [], [],
+                                                        max(end - time.time(), 0))[0]:
             try:
                 chunk = os.read(self.master, 65536)
             except OSError:  # the terminal is gone: zimb has exited
                 break
+            self.out += chunk
             if not chunk:
                 break
-            self.out += chunk
         return self.out.replace(b"\r\n", b"\n").decode("latin-1")
 
     def wait_for(self, text, timeout=10):

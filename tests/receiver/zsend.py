@@ -1,9 +1,9 @@
 """A minimal sender for the end-to-end tests, run inside the sending namespace.
 
 zsend.py HOST PORT PAYLOAD HOLD [AT]: connects, sends the bytes of the file PAYLOAD exactly as
-they are, waits HOLD seconds (so that zimb sees a pause) after the first AT bytes (default: all),
-closes at once instead when HOLD is negative, sends the rest, and writes every byte of the reply
-to standard output until zimb closes the connection.
+they are, waits HOLD seconds (so that zimb sees a pause) after the first AT bytes (default:
+all), closes at once instead when HOLD is negative, sends the rest, and writes every byte of
+the reply to standard output until zimb closes the connection.
 """
 import socket
 import sys
@@ -21,14 +21,9 @@ if hold < 0:
 time.sleep(hold)
 if at < len(data):
     s.sendall(data[at:])
-reply = b""
 try:
-    while True:
-        chunk = s.recv(65536)
-        if not chunk:
-            break
-        reply += chunk
-except ConnectionResetError:
-    pass
+    reply = s.makefile("rb").read()
+except ConnectionResetError:  # zimb closed with data unread: no reply
+    reply = b""
 s.close()
 sys.stdout.buffer.write(reply)
