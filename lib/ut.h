@@ -23,9 +23,11 @@
 #include "file/slot.h"
 #include "file/exe.h"
 #include "file/mv.h"
+#include "file/at.h"
 #include "net/host.h"
 #include "net/sck.h"
 #include "net/conn.h"
+#include "net/lsn.h"
 #include "console/kbd.h"
 
 #endif

@@ -43,7 +43,7 @@ class Install(unittest.TestCase):
 
     def test_the_unit_runs_the_installed_program_and_verifies(self):
         with open(self.unit) as f:
-            self.assertIn(f"\nExecStart={self.prefix}/bin/zimb %i\n", f.read())
+            self.assertIn(f"\nExecStart={self.prefix}/bin/zimb --safe --root ${{ZIMB_ROOT}} ", f.read())
         if not shutil.which("systemd-analyze"):
             self.skipTest("systemd-analyze missing (package systemd)")
         instance = os.path.join(self.prefix, "zimb@9500.service")
