@@ -1,5 +1,5 @@
 // The time layer: records moved and measured with the calendar's carries and its kept quirks,
-// ticks and sleeping, and the clock readings checked against the C library's own.
+// ticks and sleeping, and the clock readings at moments set by the test.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -12,6 +12,15 @@
 
 #include "support/ut_test.h"
 #include "ut.h"
+
+// The calendar clock the library reads: the real one, or the moment a test sets.
+static time_t fake_now = 0;
+extern "C" time_t time(time_t* out) noexcept {
+    timespec ts;
+    clock_gettime(CLOCK_REALTIME, &ts);
+    if (out) *out = fake_now ? fake_now : ts.tv_sec;
+    return fake_now ? fake_now : ts.tv_sec;
+}
 
 // "2024-03-01 00:00:00.000 w6" to a record and back; w is the weekday field (1 = Sunday).
 static UTMDF rec(const char* s) {
@@ -26,6 +35,14 @@ static std::string txt(const UTMDF& t) {
     snprintf(b, sizeof b, "%04u-%02u-%02u %02u:%02u:%02u.%03u w%u", t.year, t.month, t.day, t.hour,
              t.minute, t.second, t.ms, t.wday);
     return b;
+}
+
+// The clock set to a UTC moment "2026-04-05 02:00".
+static void set_clock(const char* s) {
+    setenv("TZ", "UTC", 1);
+    tm t = {};
+    strptime(s, "%Y-%m-%d %H:%M", &t);
+    fake_now = timegm(&t);
 }
 
 // Gregorian leap years; month lengths by them; months outside 1-12 have no days (rows: month,
@@ -50,7 +67,6 @@ TEST(Clock, MonthLengthsAndMovingRecords) {
     };
     for (const auto& [from, ms, want] : moves) {
         SCOPED_TRACE(std::string(from) + " + " + std::to_string(ms));
-        ERR_S();
         UTMDF t = rec(from);
         TM_ADD(ms, &t);
         EXPECT_EQ(txt(t), want);
@@ -78,7 +94,6 @@ TEST(Clock, ElapsedBetweenRecordsWalksTheCalendar) {
     };
     for (const auto& [from, to, el, want] : rows) {
         SCOPED_TRACE(std::string(from) + " -> " + to);
-        ERR_S();
         UTMDF a = rec(from), b = rec(to);
         EXPECT_EQ(el(&a, &b), want);
         EXPECT_EQ(el(&b, &a), -want);  // 0x7fffffff exchanged is 0x80000001
@@ -86,10 +101,11 @@ TEST(Clock, ElapsedBetweenRecordsWalksTheCalendar) {
 }
 
 // Switches: unset or empty gives the default, a first character 0, F or N (either case) off,
-// anything else on (rows: value, null for unset; default; result). "DST" off turns daylight-saving
-// time off; on, today's rule holds: from the first Sunday of April at 2:00 to the last of October
-// at 2:00, the Sundays lying 7 days apart.
+// anything else on; "DST" off means no daylight-saving time even in July. On, it runs from the
+// first Sunday of April at 2:00 to the last of October at 2:00 (rows: UTC moment, daylight
+// saving, the month's first to fifth and last Sunday).
 TEST(Clock, SwitchesAndDaylightSaving) {
+    set_clock("2026-07-15 12:00");
     const std::tuple<const char*, char, char> rows[] = {
         {nullptr, 0, 0}, {nullptr, 1, 1}, {"", 1, 1},  {"", 0, 0},  {"0", 1, 0},
         {"false", 1, 0}, {"No", 1, 0},    {"n", 1, 0}, {"F", 1, 0}, {"off", 0, 1}};
@@ -97,28 +113,33 @@ TEST(Clock, SwitchesAndDaylightSaving) {
         SCOPED_TRACE(show(value));
         value ? setenv("DST", value, 1) : unsetenv("DST");
         EXPECT_EQ(ENV_VAR_TF("DST", dflt), want);
-        EXPECT_EQ(dflt && !want ? TM_DST() : 0, 0);  // switched off: no daylight saving
+        EXPECT_EQ(TM_DST(), ENV_VAR_TF("DST", 1));
     }
     unsetenv("DST");
-    char dst = TM_DST();
-    UTMDF t;
-    TM_RD(&t);
-    std::array<uint16_t, 6> sun = {};  // first to fifth, last
-    for (int i = 0, d = (t.day - t.wday + 35) % 7 + 1; d <= MONTH_DAYS(t.month, t.year); d += 7)
-        sun[i++] = static_cast<uint16_t>(d);
-    sun[5] = sun[4] ? sun[4] : sun[3];
-    EXPECT_EQ((decltype(sun){sunday_1, sunday_2, sunday_3, sunday_4, sunday_5, sunday_last}), sun);
-    char want = t.month > 4 && t.month < 10;
-    if (t.month == 4) want = t.day > sun[0] || (t.day == sun[0] && t.hour >= 2);
-    if (t.month == 10) want = t.day < sun[5] || (t.day == sun[5] && t.hour < 2);
-    EXPECT_EQ(dst, want);
+    const std::tuple<const char*, char, const char*> moments[] = {
+        {"2026-03-31 23:59", 0, "1 8 15 22 29 29"}, {"2026-04-05 01:59", 0, "5 12 19 26 0 26"},
+        {"2026-04-05 02:00", 1, "5 12 19 26 0 26"}, {"2026-04-04 23:00", 0, "5 12 19 26 0 26"},
+        {"2026-04-30 23:00", 1, "5 12 19 26 0 26"}, {"2026-05-01 00:00", 1, "3 10 17 24 31 31"},
+        {"2026-09-30 23:00", 1, "6 13 20 27 0 27"}, {"2026-10-24 23:00", 1, "4 11 18 25 0 25"},
+        {"2026-10-25 01:59", 1, "4 11 18 25 0 25"}, {"2026-10-25 02:00", 0, "4 11 18 25 0 25"},
+        {"2026-10-26 00:00", 0, "4 11 18 25 0 25"}, {"2026-11-01 00:00", 0, "1 8 15 22 29 29"},
+        {"2026-12-31 12:00", 0, "6 13 20 27 0 27"}, {"2027-01-01 12:00", 0, "3 10 17 24 31 31"}};
+    for (const auto& [when, want, sundays] : moments) {
+        SCOPED_TRACE(when);
+        set_clock(when);
+        EXPECT_EQ(TM_DST(), want);
+        char got[64];
+        snprintf(got, sizeof got, "%u %u %u %u %u %u", sunday_1, sunday_2, sunday_3, sunday_4,
+                 sunday_5, sunday_last);
+        EXPECT_STREQ(got, sundays);
+    }
 }
 
 // Ticks: intervals absorb the 32-bit wrap and truncate in each coarser unit; an end of
-// 0xFFFFFFFF measures up to now. The clock record is localtime's (weekday named by cl_wday); its
-// millisecond is only ever 0-255, or 999 across a second boundary. Setting the clock always
-// fails with the routine's name; a pending error turns the calendar operations into no-ops and
-// the elapsed ones into 0x7fffffff and its quotients.
+// 0xFFFFFFFF measures up to now. The clock record is localtime's, its millisecond only ever
+// 0-255, or 999 across a second boundary. Setting the clock always fails with the routine's
+// name; a pending error turns the calendar operations into no-ops and the elapsed ones into
+// 0x7fffffff and its quotients.
 TEST(Clock, TicksTheClockRecordAndPendingErrors) {
     EXPECT_EQ((std::array<uint32_t, 3>{EL_MS(0xFFFFFFF0, 0x10), EL_MS(5, 3), EL_HOURS(0, 7199999)}),
               (std::array<uint32_t, 3>{0x20, 0xFFFFFFFE, 1}));
@@ -127,20 +148,17 @@ TEST(Clock, TicksTheClockRecordAndPendingErrors) {
     SLEEP_MS(30);
     EXPECT_GE(EL_MS(start, 0xFFFFFFFF), 30u);
     EXPECT_LT(EL_MS(start, 0xFFFFFFFF), 500u);
-    TM_RD(nullptr);
     UTMDF t = {};
-    char want[64];
     // Sampled over 300 ms, an untruncated millisecond would show values from 256 to 998.
     for (start = TIC_C(); EL_MS(start, 0xFFFFFFFF) < 300; SLEEP_MS(3)) {
-        time_t now = time(nullptr);
         TM_RD(&t);
         ASSERT_TRUE(t.ms <= 255 || t.ms == 999) << t.ms;
-        if (time(nullptr) != now) continue;  // localtime may be a second off
-        strftime(want, sizeof want, "%Y-%m-%d %H:%M:%S %A", localtime(&now));
-        ASSERT_EQ(txt(t).substr(0, 19) + " " + cl_wday[t.wday], want);
-        ASSERT_EQ(memcmp(&t, &utm, sizeof t), 0);
     }
-    EXPECT_EQ(utm_decade, t.year / 100 * 100);
+    set_clock("2199-12-31 23:59");
+    TM_RD(&t);
+    EXPECT_EQ(txt(t).substr(0, 19) + txt(t).substr(23), "2199-12-31 23:59:00 w3");
+    EXPECT_EQ(txt(utm), txt(t));
+    EXPECT_EQ(utm_decade, 2100);
     UTMDF u = t = rec("2024-05-10 10:30:15.000 w6");
     TM_DATE_WT(&t);
     EXPECT_STREQ(ERR_S(), "TM_DATE_WT is currently unsupported under LINUX");
