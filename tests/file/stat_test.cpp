@@ -27,16 +27,16 @@ TEST(Stat, KindsOfFiles) {
 }
 
 // Each answer beside the error it left, in the function's own words, with the routine name
-// where it adds one. A file of the same second is not newer. FILE_DL is quiet about a missing
-// file without must; procfs refuses even root ("readonly"); a full directory gets no reason.
-// Refused renames leave both files and show the pair. S_FILE ends its line (a null text is an
-// empty one) as FILE_CRLF guesses for the name.
+// where it adds one. A file of the same second is not newer; links count by their target. FILE_DL
+// is quiet about a missing file without must; procfs refuses even root ("readonly"); a full
+// directory gets no reason. Refused renames leave both files and show the pair. S_FILE ends its
+// line (a null text is an empty one) as FILE_CRLF guesses for the name.
 TEST(Stat, AnswersAndRefusals) {
     setenv("TZ", "UTC", 1);
     const time_t t = 1141567629;  // 2006-03-05 14:07:09, a Sunday: weekday 1
     struct utimbuf same = {t, t}, older = {t - 1, t - 1};
     for (const char* f : {"f", "g", "h", "a", "x"}) spit(f, f);
-    ASSERT_EQ(utime("f", &same) | utime("g", &same) | utime("h", &older), 0);
+    ASSERT_EQ(utime("f", &same) | utime("g", &same) | utime("h", &older) | symlink("h", "lh"), 0);
     ASSERT_EQ(mkdir("d", 0755), 0);
     spit("d/in", "x");
     UTMDF ut;
@@ -48,7 +48,9 @@ TEST(Stat, AnswersAndRefusals) {
         {[] { return MODE_FILE(0x1ED, "m"), 0; }, "0 chmod failure (file=\"m\", mode=1ed)"},
         {[&] { return FILE_UTM("m", &ut, 0), 0; }, "0 Open error on \"m\" [FILE_UTM]"},
         {[] { return FILE_NEWER("f", "g"); }, "0 <null>"},
-        {[] { return FILE_NEWER("f", "h") * 10 + FILE_NEWER("h", "f"); }, "10 <null>"},
+        {[] { return FILE_NEWER("f", "lh") * 10 + FILE_NEWER("lh", "f"); }, "10 <null>"},
+        {[] { return FILE_NEWER("m", "f"); }, "0 \"m\" not found [FILE_NEWER]"},
+        {[] { return FILE_NEWER("f", "m"); }, "0 \"m\" not found [FILE_NEWER]"},
         {[] { return FILE_DL("g", 1); }, "1 <null>"},
         {[] { return FILE_DL("g", 0); }, "0 <null>"},
         {[] { return FILE_DL("g", 1); }, "0 Delete error on \"g\" (file not found)"},

@@ -48,7 +48,7 @@ static void set_clock(const char* s) {
 // Gregorian leap years; month lengths by them; months outside 1-12 have no days (rows: month,
 // year, days). Moving a record: largest whole unit first. Forward day and hour steps zero the next
 // finer field; going back takes a unit only for more than its size, and day 1 borrows the length
-// of its own month (1 March less 1 ms is 31 February). A null record is utm as it stands.
+// of its own month (1 February less 1 ms is 29 January). A null record is utm as it stands.
 TEST(Clock, MonthLengthsAndMovingRecords) {
     const uint16_t rows[][3] = {{2, 1900, 28}, {2, 2000, 29},  {2, 2004, 29}, {2, 2023, 28},
                                 {4, 2023, 30}, {12, 2023, 31}, {0, 2023, 0},  {13, 2023, 0}};
@@ -60,7 +60,7 @@ TEST(Clock, MonthLengthsAndMovingRecords) {
         {"2023-12-31 23:59:59.999 w1", 1, "2024-01-01 00:00:00.000 w2"},
         {"2024-02-28 12:00:00.000 w4", 86400000, "2024-02-29 00:00:00.000 w5"},
         {"2024-05-10 10:30:15.000 w6", -86400000, "2024-05-09 10:30:15.000 w5"},
-        {"2024-03-01 00:00:00.000 w6", -1, "2024-02-31 23:59:59.999 w5"},
+        {"2024-02-01 00:00:00.000 w5", -1, "2024-01-29 23:59:59.999 w4"},
         {"2024-01-01 00:00:00.000 w2", -1, "2023-12-31 23:59:59.999 w1"},
         {"2024-03-03 00:00:01.000 w1", -2000, "2024-03-02 23:59:59.000 w7"},
         {"2024-05-30 00:00:00.000 w5", INT32_MIN, "2024-05-05 03:28:36.352 w1"},
@@ -155,11 +155,13 @@ TEST(Clock, TicksTheClockRecordAndPendingErrors) {
         ASSERT_TRUE(t.ms <= 255 || t.ms == 999) << t.ms;
     }
     set_clock("2199-12-31 23:59");
+    UTMDF u = rec("2199-12-31 22:59:00.000 w3");
+    EXPECT_EQ(EL_MINS_UTM(&u, nullptr), 60);  // a null record reads the clock
     TM_RD(&t);
     EXPECT_EQ(txt(t).substr(0, 19) + txt(t).substr(23), "2199-12-31 23:59:00 w3");
     EXPECT_EQ(txt(utm), txt(t));
     EXPECT_EQ(utm_decade, 2100);
-    UTMDF u = t = rec("2024-05-10 10:30:15.000 w6");
+    u = t = rec("2024-05-10 10:30:15.000 w6");
     TM_DATE_WT(&t);
     EXPECT_STREQ(ERR_S(), "TM_DATE_WT is currently unsupported under LINUX");
     TM_CLOCK_WT(&t);
