@@ -18,4 +18,8 @@ inline std::string take(char* p) {
     return s;
 }
 
+// The time tests' clock: time() and gettimeofday() answer the UTC moment "2026-04-05 02:00" and
+// usec microseconds past it (one second or more: gettimeofday ahead of time()) from now on.
+void set_clock(const char* when, long usec);
+
 #endif
