@@ -47,6 +47,12 @@ TEST(Stat, AnswersAndRefusals) {
         {[] { return FILE_MODE("m"); }, "0 \"m\" not found [FILE_MODE]"},
         {[] { return MODE_FILE(0x1ED, "m"), 0; }, "0 chmod failure (file=\"m\", mode=1ed)"},
         {[&] { return FILE_UTM("m", &ut, 0), 0; }, "0 Open error on \"m\" [FILE_UTM]"},
+        {[&] {
+             return FILE_UTM("f", &ut, 0), ut.year * 10000000000LL + ut.month * 100000000LL +
+                                               ut.day * 1000000 + ut.wday * 100000 +
+                                               ut.hour * 1000 + ut.minute * 10 + ut.second + ut.ms;
+         },
+         "20060305114079 <null>"},
         {[] { return FILE_NEWER("f", "g"); }, "0 <null>"},
         {[] { return FILE_NEWER("f", "lh") * 10 + FILE_NEWER("lh", "f"); }, "10 <null>"},
         {[] { return FILE_NEWER("m", "f"); }, "0 \"m\" not found [FILE_NEWER]"},
@@ -68,9 +74,6 @@ TEST(Stat, AnswersAndRefusals) {
         EXPECT_EQ(with_err(r.first()), r.second);
     }
     EXPECT_EQ(slurp("b") + slurp("x"), "ax");
-    FILE_UTM("f", &ut, 0);
-    EXPECT_EQ(ut.year * 10000 + ut.month * 100 + ut.day, 20060305);
-    EXPECT_EQ(ut.wday * 1000000 + ut.hour * 10000 + ut.minute * 100 + ut.second + ut.ms, 1140709);
 }
 
 // The path is walked in order, passing over missing entries and directories of the same name.
@@ -102,4 +105,32 @@ TEST(Stat, NamePieces) {
         if (less != p) MEM_FR(&less);  // the same pointer back is not ours to free
     }
     EXPECT_EQ(err_, 0);
+}
+
+// While an error is pending every call answers its neutral value and changes nothing on disk.
+TEST(Stat, PendingErrorAnswersNeutrally) {
+    spit("f", "12345");
+    ASSERT_EQ(mkdir("d", 0755) | symlink("f", "l"), 0);
+    ASSERT_NE(FLR_OP("f", 0), nullptr);
+    const uint32_t mode = FILE_MODE("f");
+    char name[] = "a.b";
+    S_ERR("pending");
+    const long long answers[] = {
+        FILE_OK("f", 0), DIR_OK("d", 0), LINK_OK("l", 0), ANY_FILE_OK("f", 0),
+        FILE_SZ("f", 0), FILE_MODE("f"), FILE_DL("f", 0), FILE_NEWER("f", "d"),
+        AVAIL_DRV(0),    TOTAL_DRV(0),   FLR_SZ(),        FILE_CRLF("x.sh") - 1};
+    for (long long a : answers) EXPECT_EQ(a, 0);
+    char* names[] = {FSPEC_DIR("a/b", 0),  FSPEC_FNAM("a/b"), FILE_EXT("a.b"),
+                     FILE_LESS_EXT(name),  EXT_FL("a", "x"),  FIND_FILE("sh", 0),
+                     FILE_BF("f", nullptr)};
+    for (char* n : names) EXPECT_EQ(n, nullptr);
+    MODE_FILE(0, "f");
+    FILE_REN("f", "g");
+    BF_FILE("f", "x", 1, 1);
+    S_FILE("g", "x", 1);
+    FILE_CLR("f", 1);
+    FILE_CLR("h", 1);
+    EXPECT_STREQ(ERR_S(), "pending");
+    EXPECT_EQ(slurp("f") + (FILE_MODE("f") == mode ? "" : " mode changed"), "12345");
+    EXPECT_EQ(access("g", F_OK) + access("h", F_OK), -2);
 }
