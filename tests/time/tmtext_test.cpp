@@ -49,8 +49,7 @@ TEST(TmText, TemplatesAreFilledFromTheRecord) {
         {{2007, 13, 5, 0, 14, 5, 9, 7}, "Weekday Month", "? ?"},
         {mon_14, "", ""},
         {mon_14, "x x x x x x x x x x x x x 1:00", "x x x x x x x x x x x x x 2:05"},
-        {mon_14, "x x x x x x x x x x x x x x 1:00", "x x x x x x x x x x x x x x 1:00"},
-    };
+        {mon_14, "x x x x x x x x x x x x x x 1:00", "x x x x x x x x x x x x x x 1:00"}};
     for (const auto& [t, tmpl, want] : rows) {
         SCOPED_TRACE(show(tmpl));
         ERR_S();
