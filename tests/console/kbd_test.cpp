@@ -9,13 +9,6 @@
 
 #include "ut.h"
 
-// Makes fd standard input, in place of the descriptor and of stdin's state at end of input.
-static void use(int fd) {
-    dup2(fd, 0);
-    close(fd);
-    clearerr(stdin);
-}
-
 // A typed key is seen (bytes written to the master arrive a little later), stays until getch
 // reads it, and the calls leave the terminal's settings as they found them. Without a terminal
 // kbhit answers 0 at once, even with bytes waiting, and getch reads them all.
@@ -23,7 +16,7 @@ TEST(Kbd, KeysAreSeenOnATerminalOnly) {
     int master = -1, slave = -1, p[2];
     alarm(10);
     ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
-    use(slave);
+    ASSERT_EQ(dup2(slave, 0), 0);
     termios before, after;
     tcgetattr(0, &before);
     const char keys[] = {'a', '\r', '\n', '\xe9'};
@@ -39,7 +32,7 @@ TEST(Kbd, KeysAreSeenOnATerminalOnly) {
     tcgetattr(0, &after);
     EXPECT_TRUE(after.c_lflag == before.c_lflag && !memcmp(after.c_cc, before.c_cc, NCCS));
     ASSERT_TRUE(pipe(p) == 0 && write(p[1], "x\n", 2) == 2 && close(p[1]) == 0);
-    use(p[0]);
+    ASSERT_EQ(dup2(p[0], 0), 0);
     EXPECT_EQ(kbhit(), 0u);
     for (int w : {int{'x'}, 13, -1}) EXPECT_EQ(getch(), w);
 }
