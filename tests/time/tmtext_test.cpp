@@ -35,7 +35,7 @@ TEST(TmText, TemplatesAreFilledFromTheRecord) {
         {{2007, 3, 5, 2, 0, 7, 3, 0}, "00:00:00", "00:07:03"},
         {mon_14, "00:00:00 ", "14:05:09 "},
         {mon_14, "0:00:00:000", "14:05:09:007"},
-        {mon_14, "12:60:00 PM", "12:60:00 PM"},
+        {mon_14, "12:60:00 PM 0:00:00:1000", "12:60:00 PM 0:00:00:1000"},
         {mon_14, "12/31/2006", "3/5/2007"},
         {mon_14, "12/31/06", "3/5/07"},
         {mon_14, "2006-01-01", "2007-03-05"},
@@ -45,7 +45,7 @@ TEST(TmText, TemplatesAreFilledFromTheRecord) {
         {mon_14, "01/01 at 99999", "03/05 at 99999"},
         {mon_14, "Weekday, Month dd, Year", "Monday, March 05, 2007"},
         {mon_14, "friday Date jan", "Monday 5 March"},
-        {{2007, 13, 5, 0, 14, 5, 9, 7}, "Weekday Month", "? ?"},
+        {{2007, 13, 5, 8, 14, 5, 9, 7}, "Weekday Month", "? ?"},
         {mon_14, "x x x x x x x x x x x x x 1:00", "x x x x x x x x x x x x x 2:05"},
         {mon_14, "x x x x x x x x x x x x x x 1:00", "x x x x x x x x x x x x x x 1:00"}};
     for (const auto& [t, tmpl, want] : rows) {
@@ -70,7 +70,7 @@ TEST(TmText, MonthNamesAndTextsReadIntoRecords) {
         // text, start, strict, fields or error
         {"3:15 PM", 0, 1, "?-?-? w? 15:15:?.?"},
         {"12:05 AM", 0, 1, "?-?-? w? 0:5:?.?"},
-        {"12:05", 0, 1, "?-?-? w? 12:5:?.?"},
+        {"12:05 PM", 0, 1, "?-?-? w? 12:5:?.?"},
         {"10:20:30:400", 0, 1, "?-?-? w? 10:20:30.400"},
         {"2006-12-31", 0, 1, "?-12-31 w? ?:?:?.?"},
         {"12/31/2006 23:59:58", 0, 1, "2006-12-31 w? 23:59:58.?"},
