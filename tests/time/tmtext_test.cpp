@@ -58,8 +58,9 @@ TEST(TmText, TemplatesAreFilledFromTheRecord) {
 
 // Month names by a leading part of three letters or more, in any case. Texts read with start 0:
 // only the fields the text names are set; a lone number is a month (up to 30) before a year; a
-// piece of a date that is not taken is read again as the walk goes on. Start 1 takes the clock's
-// date at midnight, 2 its date and time, and the text's fields replace theirs.
+// piece of a date that is not taken is read again as the walk goes on; a second name is no error.
+// Start 1 takes the clock's date at midnight, 2 its date and time, and the text's fields replace
+// theirs.
 TEST(TmText, MonthNamesAndTextsReadIntoRecords) {
     const std::tuple<const char*, uint16_t> months[] = {
         {"jan", 1},  {"January", 1}, {"JANU", 1}, {"Ja", 65535},    {"may", 5},
@@ -79,7 +80,7 @@ TEST(TmText, MonthNamesAndTextsReadIntoRecords) {
         {"5 2006", 0, 1, "2006-5-? w? ?:?:?.?"},
         {"29", 0, 1, "?-29-? w? ?:?:?.?"},
         {"Monday, January 15", 0, 1, "?-1-15 w2 ?:?:?.?"},
-        {"Jan. 15 sat", 0, 1, "?-1-15 w7 ?:?:?.?"},
+        {"Jan. 15 sat sun", 0, 1, "?-1-15 w7 ?:?:?.?"},
         {"15:30", 1, 1, "2026-7-15 w4 15:30:0.0"},
         {"Monday", 2, 1, "2026-7-15 w2 12:34:0.44"},
         {"31", 0, 1, "Unexp time text \"31\""},
