@@ -18,8 +18,9 @@ inline std::string take(char* p) {
     return s;
 }
 
-// The time tests' clock: time() and gettimeofday() answer the UTC moment "2026-04-05 02:00" and
-// usec microseconds past it (one second or more: gettimeofday ahead of time()) from now on.
+// The time tests' clock (defined in tests/time): from now on, with TZ=UTC, time() answers the
+// moment when ("2026-04-05 02:00") and gettimeofday() usec microseconds past it, so that usec of
+// a second or more puts gettimeofday in a later second than time().
 void set_clock(const char* when, long usec);
 
 #endif
