@@ -27,16 +27,16 @@ TEST(Stat, KindsOfFiles) {
 }
 
 // Each answer beside the error it left, in the function's own words, with the routine name
-// where it adds one. A file of the same second is not newer. FILE_DL is quiet about a missing
-// file without must; procfs refuses even root ("readonly"); a full directory gets no reason.
-// Refused renames leave both files and show the pair. S_FILE ends its line (a null text is an
-// empty one) as FILE_CRLF guesses for the name.
+// where it adds one. A file of the same second is not newer; links count by their target. FILE_DL
+// is quiet about a missing file without must; procfs refuses even root ("readonly"); a full
+// directory gets no reason. Refused renames leave both files and show the pair. S_FILE ends its
+// line (a null text is an empty one) as FILE_CRLF guesses for the name.
 TEST(Stat, AnswersAndRefusals) {
     setenv("TZ", "UTC", 1);
     const time_t t = 1141567629;  // 2006-03-05 14:07:09, a Sunday: weekday 1
     struct utimbuf same = {t, t}, older = {t - 1, t - 1};
     for (const char* f : {"f", "g", "h", "a", "x"}) spit(f, f);
-    ASSERT_EQ(utime("f", &same) | utime("g", &same) | utime("h", &older), 0);
+    ASSERT_EQ(utime("f", &same) | utime("g", &same) | utime("h", &older) | symlink("h", "lh"), 0);
     ASSERT_EQ(mkdir("d", 0755), 0);
     spit("d/in", "x");
     UTMDF ut;
@@ -47,8 +47,12 @@ TEST(Stat, AnswersAndRefusals) {
         {[] { return FILE_MODE("m"); }, "0 \"m\" not found [FILE_MODE]"},
         {[] { return MODE_FILE(0x1ED, "m"), 0; }, "0 chmod failure (file=\"m\", mode=1ed)"},
         {[&] { return FILE_UTM("m", &ut, 0), 0; }, "0 Open error on \"m\" [FILE_UTM]"},
+        {[&] { return FILE_UTM("f", &ut, 0), ut.year * 10000 + ut.month * 100 + ut.day; },
+         "20060305 <null>"},
         {[] { return FILE_NEWER("f", "g"); }, "0 <null>"},
-        {[] { return FILE_NEWER("f", "h") * 10 + FILE_NEWER("h", "f"); }, "10 <null>"},
+        {[] { return FILE_NEWER("f", "lh") * 10 + FILE_NEWER("lh", "f"); }, "10 <null>"},
+        {[] { return FILE_NEWER("m", "f"); }, "0 \"m\" not found [FILE_NEWER]"},
+        {[] { return FILE_NEWER("f", "m"); }, "0 \"m\" not found [FILE_NEWER]"},
         {[] { return FILE_DL("g", 1); }, "1 <null>"},
         {[] { return FILE_DL("g", 0); }, "0 <null>"},
         {[] { return FILE_DL("g", 1); }, "0 Delete error on \"g\" (file not found)"},
@@ -66,8 +70,6 @@ TEST(Stat, AnswersAndRefusals) {
         EXPECT_EQ(with_err(r.first()), r.second);
     }
     EXPECT_EQ(slurp("b") + slurp("x"), "ax");
-    FILE_UTM("f", &ut, 0);
-    EXPECT_EQ(ut.year * 10000 + ut.month * 100 + ut.day, 20060305);
     EXPECT_EQ(ut.wday * 1000000 + ut.hour * 10000 + ut.minute * 100 + ut.second + ut.ms, 1140709);
 }
 
@@ -86,6 +88,7 @@ TEST(Stat, NamePieces) {
                              {"a.b.c", "<null>,<null>,a.b.c,c,a.bak,a.b"},
                              {"/x", ",/,x,<null>,/x.bak,/x"},
                              {"d.d/f", "d.d,d.d/,f,d/f,d.bak,d"},
+                             {".a.b", "<null>,<null>,.a.b,b,.bak,.a"},
                              {"", "<null>,<null>,,<null>,.bak,"},
                              {nullptr, "<null>,<null>,<null>,<null>,<null>,<null>"}};
     auto cut = [](char* piece) { return take(piece) + ","; };
@@ -100,4 +103,19 @@ TEST(Stat, NamePieces) {
         if (less != p) MEM_FR(&less);  // the same pointer back is not ours to free
     }
     EXPECT_EQ(err_, 0);
+}
+
+// While an error is pending every call answers its neutral value (a name: null) and keeps the
+// error.
+TEST(Stat, PendingErrorAnswersNeutrally) {
+    spit("f", "12345");
+    ASSERT_EQ(mkdir("d", 0755) | symlink("f", "l"), 0);
+    ASSERT_NE(FLR_OP("f", 0), nullptr);
+    S_ERR("pending");
+    const long long answers[] = {
+        FILE_OK("f", 0), DIR_OK("d", 0), LINK_OK("l", 0), ANY_FILE_OK("f", 0),
+        FILE_SZ("f", 0), FILE_MODE("f"), FILE_DL("f", 0), FILE_NEWER("f", "d"),
+        AVAIL_DRV(0),    TOTAL_DRV(0),   FLR_SZ(),        FILE_CRLF("x.sh") - 1};
+    for (long long a : answers) EXPECT_EQ(a, 0);
+    EXPECT_EQ(with_err(show(FILE_BF("f", nullptr))), "<null> pending");
 }

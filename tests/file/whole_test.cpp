@@ -43,14 +43,15 @@ TEST(Whole, FailuresAndEmptying) {
 // The first CR or LF of the first 512 bytes decides; without either, the name does: ".sh" LF, a
 // "." after the first character CR LF, else LF. The answer is remembered by pointer.
 TEST(Whole, LineEndGuess) {
-    // A null text: no such file.
+    // A null text: no such file. A null name first: the remembered pointer is null already.
     const std::tuple<const char*, const char*, char> rows[] = {
-        {"a.sh", "x\r\ny\n", 1}, {"b.txt", "x\ny\r\n", 0}, {"c.txt", "\n", 0},
-        {"d.txt", "xyz", 1},     {"e", nullptr, 0},        {"x.txt", nullptr, 1},
-        {"X.SH", nullptr, 0},    {".profile", nullptr, 0}, {"late", nullptr, 0}};
+        {nullptr, nullptr, 0}, {"a.sh", "x\r\ny\n", 1}, {"b.txt", "x\ny\r\n", 0},
+        {"c.txt", "\n", 0},    {"d.txt", "xyz", 1},     {"e", nullptr, 0},
+        {"x.txt", nullptr, 1}, {"X.SH", nullptr, 0},    {".profile", nullptr, 0},
+        {"late", nullptr, 0}};
     spit("late", std::string(600, 'x') + "\r\n");  // past the first 512 bytes: not seen
     for (const auto& [name, text, want] : rows) {
-        SCOPED_TRACE(name);
+        SCOPED_TRACE(show(name));
         if (text) spit(name, text);
         EXPECT_EQ(FILE_CRLF(name), want);
     }

@@ -18,4 +18,9 @@ inline std::string take(char* p) {
     return s;
 }
 
+// The time tests' clock (defined in tests/time): from now on, with TZ=UTC, time() answers the
+// moment when ("2026-04-05 02:00") and gettimeofday() usec microseconds past it, so that usec of
+// a second or more puts gettimeofday in a later second than time().
+void set_clock(const char* when, long usec);
+
 #endif
