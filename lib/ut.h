@@ -27,7 +27,6 @@
 #include "net/host.h"
 #include "net/sck.h"
 #include "net/conn.h"
-#include "net/lsn.h"
 #include "console/kbd.h"
 
 #endif

@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -46,8 +47,10 @@ static char dbg_on() {
     return sck_dbg || dbg_ > 1;
 }
 
-int32_t HOST_SAI_SD(const sockaddr_in* sai, char block) {
-    static const char* const rtn = "HOST_SAI_SD";
+// The one listener behind HOST_SAI_SD and SAI_LSN: SO_REUSEADDR after bind and listen, as the
+// receiver has always had it, or (reuse_first) before bind, so that a restarted program can listen
+// again at once while old connections of its port linger.
+static int32_t listener(const char* rtn, const sockaddr_in* sai, char block, char reuse_first) {
     if (err_) return -1;
     int32_t sd = socket(AF_INET, SOCK_STREAM, 0);
     if (sd < 0) {
@@ -60,11 +63,13 @@ int32_t HOST_SAI_SD(const sockaddr_in* sai, char block) {
         return -1;
     }
     int one = 1;
-    if (bind(sd, reinterpret_cast<const sockaddr*>(sai), sizeof(sockaddr_in)) != 0)
+    if (reuse_first && setsockopt(sd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0)
+        OS_ERR(rtn, ":setsockopt", 0);
+    else if (bind(sd, reinterpret_cast<const sockaddr*>(sai), sizeof(sockaddr_in)) != 0)
         OS_ERR(rtn, ":bind", 0);
     else if (listen(sd, 128) != 0)
         OS_ERR(rtn, ":listen", 0);
-    else if (setsockopt(sd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0)
+    else if (!reuse_first && setsockopt(sd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0)
         OS_ERR(rtn, ":setsockopt", 0);
     if (!err_) return sd;
     char* text = S_CP(ERR_S());
@@ -73,6 +78,14 @@ int32_t HOST_SAI_SD(const sockaddr_in* sai, char block) {
     SM_ERR(text, " (", SAI_IP(sai, 1, 0), ")", nullptr);
     MEM_FR(&text);
     return -1;
+}
+
+int32_t HOST_SAI_SD(const sockaddr_in* sai, char block) {
+    return listener("HOST_SAI_SD", sai, block, 0);
+}
+
+int32_t SAI_LSN(const sockaddr_in* sai, char block) {
+    return listener("SAI_LSN", sai, block, 1);
 }
 
 void SCK_BLOCK(int32_t sd, char block) {
@@ -102,6 +115,15 @@ int32_t SCK_RECV(int32_t sd, char* bf, uint32_t len, char peek, uint8_t* st) {
     OS_ERR(rtn, ":recv", number);
     SM_ERRA(" (sd=", V_S10(sd, nullptr, 0), " sai=", SD_PEER_IP(sd, 1, 0), ")", nullptr);
     return 0;
+}
+
+char SCK_WAIT(int32_t sd, uint32_t ms) {
+    static const char* const rtn = "SCK_WAIT";
+    if (err_ || sd < 0) return 0;
+    pollfd p = {sd, POLLIN, 0};
+    int n = poll(&p, 1, static_cast<int>(ms));
+    if (n < 0 && errno != EINTR) OS_ERR(rtn, ":poll", 0);
+    return n > 0;
 }
 
 // The first bytes of a buffer as escaped text for a debug line: all of it below limit bytes,

@@ -28,6 +28,10 @@ enum : uint8_t {
 // " (address:port)"; the socket is closed then. SO_REUSEADDR is set after bind and listen.
 int32_t HOST_SAI_SD(const sockaddr_in* sai, char block);
 
+// HOST_SAI_SD for long-running use: SO_REUSEADDR is set before bind, so that a restarted program
+// can listen again at once while old connections of its port linger. Errors read "SAI_LSN:...".
+int32_t SAI_LSN(const sockaddr_in* sai, char block);
+
 // Blocking (block set) or non-blocking mode; "SCK_BLOCK:fcntl (..)" on failure.
 void SCK_BLOCK(int32_t sd, char block);
 
@@ -35,6 +39,10 @@ void SCK_BLOCK(int32_t sd, char block);
 // 0 with err_ clear: nothing yet. 0 with err_ set: the connection is over or failed, raised as
 // "SCK_RECV:recv (err #N:text) (sd=N sai=peer)"; a peer that closed reads as ENOTCONN.
 int32_t SCK_RECV(int32_t sd, char* bf, uint32_t len, char peek, uint8_t* st);
+
+// Waits up to ms milliseconds for sd to become readable (data, a connection or its end): 1 when
+// it is, 0 when the time ran out or a signal came. A failing poll raises "SCK_WAIT:poll (..)".
+char SCK_WAIT(int32_t sd, uint32_t ms);
 
 // Sends len bytes of bf (0xFFFFFFFF: bf is a text, its length is taken). A null bf, or one whose
 // first byte is 0, sends nothing and succeeds. Returns 1 on success, 0 on failure (raised).
