@@ -1,9 +1,9 @@
 // Listening sockets and connection I/O on plain descriptors (int32_t, negative = none). Nothing
-// here waits: receiving returns at once, sending retries every 5 ms until its time-out, callers
-// poll. Life of a connection: HOST_SAI_SD (listen) -> accept (caller) -> SCK_BLOCK(sd, 0) ->
-// SCK_RECV / SM_SCK ... -> SCK_CL, which runs even while an error is pending. The optional status
-// output receives one of the codes below (0 on entry). Time-outs are seconds from the start of
-// the call; 0xffff means sck_tx_tmo.
+// here waits but SCK_WAIT: receiving returns at once, sending retries every 5 ms until its
+// time-out, callers poll. Life of a connection: HOST_SAI_SD (listen) -> accept (caller) ->
+// SCK_BLOCK(sd, 0) -> SCK_RECV / SM_SCK ... -> SCK_CL, which runs even while an error is pending.
+// The optional status output receives one of the codes below (0 on entry). Time-outs are seconds
+// from the start of the call; 0xffff means sck_tx_tmo.
 #ifndef UT_SCK_H
 #define UT_SCK_H
 
