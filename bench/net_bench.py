@@ -78,17 +78,21 @@ def time_zimb(net, stream, work, size):
     return took, full, reply
 
 
+def wait_listening(net, port):
+    """Returns once port is listened on in the receiving namespace (at most about 5 s)."""
+    for _ in range(500):
+        probe = zimbnet.run("ip", "netns", "exec", net.recv_ns, "ss", "-Hltn", f"sport = :{port}")
+        if probe.stdout.strip():
+            return
+        time.sleep(0.01)
+
+
 def time_listener(net, listen_line, port, stream):
     """Seconds from the sender's start until it and the listener (started first) have exited."""
     listener = subprocess.Popen(("ip", "netns", "exec", net.recv_ns, "sh", "-c", listen_line),
                                 stdin=subprocess.DEVNULL)
     try:
-        for _ in range(500):  # until the port is listened on
-            probe = zimbnet.run("ip", "netns", "exec", net.recv_ns, "ss", "-Hltn",
-                                f"sport = :{port}")
-            if probe.stdout.strip():
-                break
-            time.sleep(0.01)
+        wait_listening(net, port)
         start = time.perf_counter()
         start_sender(net, stream, port).wait(TIMEOUT)
         listener.wait(TIMEOUT)

@@ -53,12 +53,7 @@ def time_sink(net, port, sink_script, send_line):
                              f"TCP-LISTEN:{port},reuseaddr", f"EXEC:{sink_script}"),
                             stdin=subprocess.DEVNULL)
     try:
-        for _ in range(500):
-            probe = zimbnet.run("ip", "netns", "exec", net.recv_ns, "ss", "-Hltn",
-                                f"sport = :{port}")
-            if probe.stdout.strip():
-                break
-            time.sleep(0.01)
+        net_bench.wait_listening(net, port)
         start = time.perf_counter()
         done = subprocess.run(("ip", "netns", "exec", net.send_ns, "sh", "-c", send_line),
                               capture_output=True, timeout=TIMEOUT)
