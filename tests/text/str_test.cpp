@@ -9,7 +9,7 @@
 // Cutting, padding and trimming, on their own texts.
 TEST(Str, CutPadAndTrim) {
     // clang-format off
-    const struct { const char* in; unsigned long from, to; const char* want; } cuts[] = {
+    const struct { const char* in; unsigned long from, to; std::string want; } cuts[] = {
         {"abcdef", 2, 4, "cd"}, {"abc", 1, 4294967295UL, "bc"}, {"abc", 0, 99, "abc"},
         {"abc", 3, 3, ""}, {"abc", 4, 4294967295UL, "<null>"}, {"abc", 2, 1, "<null>"},
         {nullptr, 0, 1, "<null>"}};
@@ -28,15 +28,13 @@ TEST(Str, CutPadAndTrim) {
         SCOPED_TRACE(in);
         std::string a = in, b = in, c = in;
         EXPECT_EQ(RM_TRL(&a[0]), strlen(trl));
-        RM_LEAD(&b[0]);
-        REMOVE_CH(&c[0], 'x');
+        RM_LEAD(&b[0]), REMOVE_CH(&c[0], 'x');
         EXPECT_EQ(std::string(a.c_str()) + "|" + b.c_str() + "|" + c.c_str(),
                   std::string(trl) + "|" + lead + "|" + no_x);
     }
-    EXPECT_EQ(take(PAD_RP(S_CP("ab"), 5)), "ab   ");
-    char* p = S_CP("abcdef");
+    char* p = S_CP("abcde");
     EXPECT_EQ(PAD_RP(p, 5), p);  // long enough: the same block back
-    MEM_FR(&p);
+    EXPECT_EQ(take(PAD_RP(p, 7)), "abcde  ");
 }
 
 // Appending and replacing: the result is the string to keep and the old block is freed, except
@@ -50,11 +48,9 @@ TEST(Str, AppendAndReplaceHandOverOwnership) {
     EXPECT_STREQ(p = UT_SM_A(p, "g", nullptr), "abcdefg");  // a heap result despite the prefix
     EXPECT_STREQ(p = S_RP(p, "new"), "new");
     EXPECT_STREQ(p = SM_RP(p, "x", "y", nullptr), "xy");
-    EXPECT_EQ(SM_RP(p, nullptr), nullptr);         // frees p
-    EXPECT_EQ(S_RP(S_CP("z"), nullptr), nullptr);  // frees the copy
-    EXPECT_EQ(SM_CP(nullptr, "a", nullptr), nullptr);
-    EXPECT_EQ(take(SM_CP("", nullptr)), "");
-    EXPECT_EQ(err_, 0);
+    // Null, and the old string freed, when there is nothing to copy; "" is something.
+    EXPECT_TRUE(!SM_RP(p, nullptr) && !S_RP(S_CP("z"), nullptr) && !SM_CP(nullptr, "a", nullptr));
+    EXPECT_EQ(take(SM_CP("", nullptr)) + show(ERR_S()), "<null>");
 }
 
 // The 65,534-character limit of joins, exactly at the edge, and what a failure leaves; then
@@ -96,8 +92,7 @@ TEST(Str, JoinsOverTheLimitAndPendingErrorsLeaveStringsAlone) {
 TEST(Str, RecordCopyStopsAtTheRecordLimit) {
     char* rec = RCDF_AL();
     std::string fits(fl_rc_mxs, 'f'), over(fl_rc_mxs + 1u, 'o');
-    S_S(fits.c_str(), rec, 0);
-    S_S(over.c_str(), rec, 0);
+    S_S(fits.c_str(), rec, 0), S_S(over.c_str(), rec, 0);
     EXPECT_STREQ(ERR_S(), "S_S:Record overflow");
     EXPECT_EQ(rec, fits);  // written by the first, not by the second
     S_S(over.c_str(), rec, 1);
