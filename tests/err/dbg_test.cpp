@@ -1,10 +1,9 @@
 // The debug log as its reader sees dbg.log: stamped lines, blank lines after pauses, pending
-// errors left alone, rotation, and the lines the socket and file layers write when asked. Lines
-// end in CR LF: the file layer's rule for a new file whose name has an extension. Tests that
-// compare the file whole log quietly and without time stamps (dbg_vd 0, dbg_tm_fmt null).
+// errors left alone, failed writes, rotation and the error report. Lines end in CR LF: the file
+// layer's rule for a new file whose name has an extension. Tests that compare the file whole log
+// quietly and without time stamps (dbg_vd 0, dbg_tm_fmt null).
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <fstream>
 #include <regex>
 #include <sys/stat.h>
@@ -96,18 +95,4 @@ TEST(Dbg, ErrorDumpAndRotation) {
     S_DBG("");  // passes 21 bytes: backed up, then deleted
     S_DBG("new");
     EXPECT_EQ(log_text("bk/dbg.log.0") + log_text(), "x [main]\r\nx [main]\r\n\r\nnew\r\n");
-}
-
-// A receiver run with the debug level set: what the socket and file layers log.
-TEST(Dbg, SocketAndFileLayersLogTheirSteps) {
-    dbg_vd = 0, dbg_tm_fmt = nullptr, dbg_ = 2;
-    sockaddr_in sai = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    int32_t sd = HOST_SAI_SD(&sai, 0);
-    BF_FILE("work.tmp", "data", 4, 1), FILE_MV("work.tmp", "placed.sh");
-    FILE_DL("placed.sh", 0), SCK_CL(sd);
-    EXPECT_TRUE(err_ == 0 && dbg_ == 2) << err_msg;
-    EXPECT_TRUE(std::regex_search(log_text(), std::regex("SCK_BLOCK:sd=[^\r]* block=0\r\n[^]*"
-                                                         "FILE_MV:work.tmp -> placed.sh\r\n[^]*"
-                                                         "FILE_DL:placed.sh\r\n[^]*SCK_CL:sd=")))
-        << log_text();
 }

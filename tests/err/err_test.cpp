@@ -46,8 +46,7 @@ TEST(Err, EveryChangeOfTheStateLeavesItsExactText) {
              then = std::string(err_ ? err_msg : "none") + V_S10(psh_err_cnt, nullptr, 0);
              for (int i = 0; i < 11; i++) POP_ERR();
              S_ERRA(then.c_str());
-         }, "saveddeep4210"},
-    };
+         }, "saveddeep4210"}};
     // clang-format on
     dbg_vd = 0;
     for (char level : {0, 1, 2})
@@ -73,8 +72,7 @@ TEST(Err, OsErrorTextForms) {
         {"AVAIL_DRV", ":statfs", ENOENT, EPERM, ENOENT, "AVAIL_DRV:statfs (" + enoent + ")"},
         {"AVAIL_DRV", ":statfs", 0, ENOENT, ENOENT, "AVAIL_DRV:statfs (" + enoent + ")"},
         {nullptr, nullptr, ENOENT, 0, ENOENT, enoent}, {"NAME", ":detail", 0, 0, 0, "NAME:detail"},
-        {nullptr, nullptr, 0, 0, 0, "<null>"}, {"X", ":y", EPERM, 0, 1, "first"},
-    };
+        {nullptr, nullptr, 0, 0, 0, "<null>"}, {"X", ":y", EPERM, 0, 1, "first"}};
     // clang-format on
     for (const auto& [name, detail, code, errno_before, ret, want] : rows) {
         SCOPED_TRACE(want);

@@ -23,8 +23,7 @@ TEST(Match, CompareUnderEachRule) {
         {"\\Xab", "\\x", 2, 0, 1, 0, 0, 1}, {"abc", "abd", 3, 1, 1, 0, 0, 0},
         {"abcd", "abc", none, 1, 1, 0, 0, 1}, {"a\0x", "a\0y", 3, 1, 1, 0, 0, 0},
         {"a\0x", "A\0y", 3, 0, 0, 0, 0, 0}, {"a\0x", "a\0?", 3, 1, 1, 0, 0, 0},
-        {"a\0?", "a\0y", 3, 1, 1, '?', 0, 1},  // buffers: bytes past a zero count too
-    };
+        {"a\0?", "a\0y", 3, 1, 1, '?', 0, 1}};  // buffers: bytes past a zero count too
     // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(show(r.a) + " / " + show(r.b) + " n=" + std::to_string(r.n));
@@ -62,8 +61,7 @@ TEST(Match, FindInRange) {
         {'B', "B", "abcb", 2, none, 0, 0, 3, 0},      {'B', "B", "abcb", 0, none, 1, 0, none, 0},
         {'B', "c", "abc", 0, 2, 1, 0, none, 0},       {'B', "a", "abc", 9, none, 1, 0, none, 0},
         {'C', "", "ab12cd345", 4, 8, 0, ch_dec, 6, 8}, {'C', "", "12", 5, none, 0, ch_dec, none, 0},
-        {'C', "", "\tzz Fa", 0, none, 0, static_cast<char>(ch_hex), 4, 6},
-    };
+        {'C', "", "\tzz Fa", 0, none, 0, static_cast<char>(ch_hex), 4, 6}};
     // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(std::string(1, r.kind) + " " + r.pat + " in " + r.s);
@@ -91,8 +89,7 @@ TEST(Match, ReplaceText) {
         {"aaa", "a", "aa", 1, 0, 0, "aaaaaa"},       {"abab", "b", nullptr, 1, 0, 0, "aa"},
         {"abc", "~", "X", 1, '~', 0, "X"},           {"a<b>c<d>e", "<~>", "", 1, '~', 0, "ace"},
         {"a a aa a.", "a", "b", 1, 0, 1, "b b aa a."},
-        {"cat concat", "CAT", "dog", 0, 0, 1, "dog concat"},
-    };
+        {"cat concat", "CAT", "dog", 0, 0, 1, "dog concat"}};
     // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(show(r.s) + " " + show(r.find) + " " + show(r.repl));
@@ -118,7 +115,9 @@ TEST(Match, FailureAndPendingErrorKeepTheText) {
     EXPECT_STREQ(ERR_S(), "String overflow [UT_C_TXT]");
     S_ERR("pending");
     EXPECT_EQ(S_MT(s, s, 1, 1, 0, 0) + BF_MT(s, s, 1, 1, 1, 0) + S_END_MT(s, s, 1, 1, 0), 0);
-    EXPECT_EQ(FND_WD("a", s, 0, none, 0, 1, 0, nullptr) & FND_B('a', s, 0, none, 1), none);
+    EXPECT_EQ(FND_WD("a", s, 0, none, 0, 1, 0, nullptr) & FND_B('a', s, 0, none, 1) &
+                  FND_CHDM(ch_word, s, 0, none, nullptr),
+              none);
     EXPECT_TRUE(C_WD(s, "a", "-", 1, 0) == s && !UT_C_TXT(s, "a", "-", 1, 0) && S_ORD("b", "a", 1));
     RPL_CH('a', 'b', s, 1);
     EXPECT_EQ(show(ERR_S()) + take(s), "pending" + big + "a");

@@ -40,11 +40,9 @@ TEST(Str, CutPadAndTrim) {
 // Appending and replacing: the result is the string to keep and the old block is freed, except
 // where nothing changes (then the same pointer comes back).
 TEST(Str, AppendAndReplaceHandOverOwnership) {
-    EXPECT_EQ(take(S_A(nullptr, "x")), "x");
-    char* p = S_CP("ab");
+    char* p = S_A(nullptr, "ab");
     EXPECT_TRUE(S_A(p, "") == p && S_A(p, nullptr) == p && SM_A(p, nullptr) == p);
-    p = B_A(S_A(p, "cd"), 'e');
-    EXPECT_STREQ(p = SM_A(p, "f", nullptr, "ignored", nullptr), "abcdef");
+    p = SM_A(B_A(S_A(p, "cd"), 'e'), "f", nullptr, "ignored", nullptr);
     EXPECT_STREQ(p = UT_SM_A(p, "g", nullptr), "abcdefg");  // a heap result despite the prefix
     EXPECT_STREQ(p = S_RP(p, "new"), "new");
     EXPECT_STREQ(p = SM_RP(p, "x", "y", nullptr), "xy");
@@ -79,8 +77,7 @@ TEST(Str, JoinsOverTheLimitAndPendingErrorsLeaveStringsAlone) {
         {S_CP("x"), nullptr}, {SM_CP("x", nullptr), nullptr}, {S_X("abc", 0, 1), nullptr},
         {UT_S_CP("x"), nullptr}, {UT_AL(4), nullptr}, {MEM_AL(4), nullptr}, {S_RP(p, "x"), p},
         {SM_RP(p, "x", nullptr), p}, {S_A(p, "x"), p}, {PAD_RP(p, 10), p},
-        {SM_A(p, "x", nullptr), nullptr}, {UT_SM_A(p, "x", nullptr), nullptr},
-    };
+        {SM_A(p, "x", nullptr), nullptr}, {UT_SM_A(p, "x", nullptr), nullptr}};
     // clang-format on
     for (const auto& [result, neutral] : got) EXPECT_EQ(result, neutral);
     EXPECT_EQ(RM_TRL(buf), 0);
