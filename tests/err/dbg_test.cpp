@@ -15,18 +15,18 @@ static std::string log_text(const char* name = "dbg.log") {
     return {std::istreambuf_iterator<char>(f), {}};
 }
 
-// The first write empties the log; lines are stamped; how pieces of lines join, where blank
-// lines fall, that a pending error is logged and left pending, that a nested write is refused
-// with the recursion message and writes nothing, and what the echo shows (nothing with
-// daemon_op).
+// The first write empties the log; lines are stamped with the time read then; how pieces of
+// lines join (characters, and a line started after them), where blank lines fall, that a pending
+// error is logged and left pending, that a nested write is refused with the recursion message
+// and writes nothing, and what the echo shows (nothing with daemon_op).
 TEST(Dbg, LinesStampsPausesPendingErrorRecursionAndEcho) {
     std::ofstream("dbg.log") << "old run\n";
+    utm.hour = 25;  // no clock reads that: each stamp must come from a fresh reading
     testing::internal::CaptureStdout();
     S_DBG("first");
     SM_DBG("a", "b", nullptr, "ignored", nullptr);
     dbg_tm_fmt = nullptr;
-    B_DBG('x');
-    S_DBG("y");
+    B_DBG('x'), B_DBG('y'), SM_DBG_UT(1, 1, "w", nullptr);
     s_dbg_tic = TIC_C() - 1000;  // a pause shorter than s_dbg_spacer_secs: no blank line
     S_DBG("z");
     s_dbg_tic = TIC_C() - 3000;  // longer: a blank line first
@@ -36,11 +36,11 @@ TEST(Dbg, LinesStampsPausesPendingErrorRecursionAndEcho) {
     daemon_op = 1;
     S_DBG("line");
     SM_DBG("pie", "ces", nullptr);
-    std::regex stamp("\\d\\d:\\d\\d:\\d\\d ");
+    std::regex stamp("([01]\\d|2[0-3]):[0-5]\\d:[0-5]\\d ");
     EXPECT_EQ(std::regex_replace(testing::internal::GetCapturedStdout(), stamp, "T "),
-              "T first\nT ab\nx\ny\nz\n\nzimb:\n\a\a\aS_DBG_UT RECURSION:inner\n");
+              "T first\nT ab\nxy\nw\nz\n\nzimb:\n\a\a\aS_DBG_UT RECURSION:inner\n");
     EXPECT_EQ(std::regex_replace(log_text(), stamp, "T "),
-              "T first\r\nT ab\r\nx\r\ny\r\nz\r\n\r\nzimb:\r\nDBGERR:disk on fire\r\nline\r\n"
+              "T first\r\nT ab\r\nxy\r\nw\r\nz\r\n\r\nzimb:\r\nDBGERR:disk on fire\r\nline\r\n"
               "DBGERR:disk on fire\r\npieces\r\n");
     EXPECT_STREQ(ERR_S(), "disk on fire");
 }
@@ -91,8 +91,9 @@ TEST(Dbg, ErrorDumpAndRotation) {
         EXPECT_EQ(err_, 0);
     }
     EXPECT_EQ(log_text(), "x [main]\r\nx [main]\r\n");  // 20 bytes
-    dbg_log_mxsz = 21;
-    S_DBG("");  // passes 21 bytes: backed up, then deleted
-    S_DBG("new");
-    EXPECT_EQ(log_text("bk/dbg.log.0") + log_text(), "x [main]\r\nx [main]\r\n\r\nnew\r\n");
+    dbg_log_mxsz = 22;
+    S_DBG(""), S_DBG("new");  // 22 bytes stay; 27 pass the limit: backed up, then deleted
+    S_DBG("z");
+    EXPECT_EQ(log_text("bk/dbg.log.0") + "|" + log_text(),
+              "x [main]\r\nx [main]\r\n\r\nnew\r\n|z\r\n");
 }
