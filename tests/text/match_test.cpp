@@ -18,6 +18,7 @@ TEST(Match, CompareUnderEachRule) {
         {"a-b", "a b", 0, "ce", 0}, {"a?c", "abc", 0, "ce?", 1}, {"abc", "a?c", 0, "ce?", 0},
         {"a-", "a", 0, "c", 0}, {"a?", "a", 0, "ce?", 0}, {"ab", "abc", 0, "ce", 0},
         {"ab", "abc", none, "ce", 0}, {nullptr, nullptr, 0, "", 1}, {nullptr, "", 0, "", 0},
+        {nullptr, nullptr, 1, "", 1}, {nullptr, nullptr, 2, "", 1}, {"a", nullptr, 2, "", 0},
         {"file.BIN", ".bin", 1, "e", 1}, {"bin", ".bin", 1, "e", 0}, {"\\Xab", "\\x", 2, "e", 1},
         {"abc", "abd", 3, "ce", 0}, {"abcd", "abc", none, "ce", 1}, {"a\0x", "A\0y", 3, "", 0},
         {"a\0x", "a\0y", 3, "ce", 0}, {"a\0?", "a\0y", 3, "ce?", 1},  // bytes past a zero count
