@@ -37,16 +37,13 @@ TEST(Str, CutPadAndTrim) {
     EXPECT_EQ(take(PAD_RP(p, 7)), "abcde  ");
 }
 
-// Appending and replacing: the result is the string to keep and the old block is freed, except
-// where nothing changes (then the same pointer comes back).
+// Appending and replacing hand back the string to keep: the same block when nothing changes,
+// null (the old one freed) when there is nothing to copy; "" is something.
 TEST(Str, AppendAndReplaceHandOverOwnership) {
-    char* p = S_A(nullptr, "ab");
+    char* p = UT_SM_A(S_A(nullptr, "a"), "b", nullptr);  // a heap result despite the prefix
     EXPECT_TRUE(S_A(p, "") == p && S_A(p, nullptr) == p && SM_A(p, nullptr) == p);
-    p = SM_A(B_A(S_A(p, "cd"), 'e'), "f", nullptr, "ignored", nullptr);
-    EXPECT_STREQ(p = UT_SM_A(p, "g", nullptr), "abcdefg");  // a heap result despite the prefix
-    EXPECT_STREQ(p = S_RP(p, "new"), "new");
-    EXPECT_STREQ(p = SM_RP(p, "x", "y", nullptr), "xy");
-    // Null, and the old string freed, when there is nothing to copy; "" is something.
+    EXPECT_STREQ(p = SM_A(B_A(p, 'c'), "d", nullptr, "ignored", nullptr), "abcd");
+    EXPECT_STREQ(p = SM_RP(S_RP(p, "new"), "x", "y", nullptr), "xy");
     EXPECT_TRUE(!SM_RP(p, nullptr) && !S_RP(S_CP("z"), nullptr) && !SM_CP(nullptr, "a", nullptr));
     EXPECT_EQ(take(SM_CP("", nullptr)) + show(ERR_S()), "<null>");
 }
