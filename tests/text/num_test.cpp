@@ -61,6 +61,10 @@ TEST(Num, ParsersValuesMessagesAndPositions) {
         {"S2_U4", "-1", 0, 0, 0, 0, "Unexp bin digit \"-\" in \"-1\""},
         {"S8_U4", "18", 1, 0, 0, 1, "Unexp oct digit \"8\" in \"18\""},
         // Narrower members: each limit and one past it, where a range fault points, the trail.
+        {"S10_I2", "1 x", 0, 0, 0, 2, "Unexp trailing char \"x\" in \"1 x\" [S10_I2]"},
+        {"S10_U4", "1 x", 0, 0, 0, 2, "Unexp trailing char \"x\" in \"1 x\" [S10_U4]"},
+        {"S10_U2", "1 x", 0, 0, 0, 2, "Unexp trailing char \"x\" in \"1 x\" [S10_U2]"},
+        {"S10_U1", "1 x", 0, 0, 0, 2, "Unexp trailing char \"x\" in \"1 x\" [S10_U1]"},
         {"S10_U4", "0", 0, 0, 0}, {"S10_U2", "0", 0, 0, 0}, {"S10_U1", "0", 0, 0, 0},
         {"S16_U2", "0", 0, 0, 0}, {"S16_U1", "0", 0, 0, 0}, {"S8_U2", "0", 0, 0, 0},
         {"S8_U1", "0", 0, 0, 0}, {"S2_U2", "0", 0, 0, 0}, {"S2_U1", "0", 0, 0, 0},
