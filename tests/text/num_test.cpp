@@ -157,5 +157,5 @@ TEST(Num, ByteTexts) {
     EXPECT_EQ(std::string(bytes, len + 1), std::string("\0aA", 4));  // its terminating zero too
     // Only bytes 32..126 stay themselves; a count runs past a zero byte.
     EXPECT_STREQ(BF_BACKSLASH_X("a\t\xAB ~\x1F\x7F", 65535), "a\\x09\\xAB ~\\x1F\\x7F");
-    EXPECT_STREQ(BF_BACKSLASH_X("a\0b", 3), "a\\x00b");
+    EXPECT_EQ(std::string(BF_BACKSLASH_X("a\0b", 3)) + BF_BACKSLASH_X(nullptr, 5), "a\\x00b");
 }
