@@ -68,8 +68,8 @@ TEST(Dbg, FailedWritesAndTracedTimeTexts) {
 }
 
 // An error report with the caller's name, on standard error only when the echo has not shown
-// it; the error is cleared. The log is backed up and restarted after the write that passes its
-// limit.
+// it (on the console when the log cannot be written); the error is cleared. The log is backed up
+// and restarted after the write that passes its limit.
 TEST(Dbg, ErrorDumpAndRotation) {
     dbg_vd = 0, dbg_tm_fmt = nullptr;
     EXPECT_EQ(UT_ERR_DMP("main"), 0);
@@ -91,4 +91,10 @@ TEST(Dbg, ErrorDumpAndRotation) {
     S_DBG("z");
     EXPECT_EQ(log_text("bk/dbg.log.0") + "|" + log_text(),
               "x [main]\r\nx [main]\r\n\r\nnew\r\n|z\r\n");
+    // A log that cannot be written: the report falls back on the console and is cleared.
+    dbg_log = ".", s_dbg_ut_callback = nullptr, S_ERR("y");
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(UT_ERR_DMP(nullptr) == 1 && err_ == 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Open error on \".\" [BF_FILE] [S_FILE] txt=y [UT_ERR_DMP]\n\a");
 }

@@ -22,7 +22,7 @@ TEST(Match, CompareUnderEachRule) {
         {"file.BIN", ".bin", 1, "e", 1}, {"bin", ".bin", 1, "e", 0}, {"\\Xab", "\\x", 2, "e", 1},
         {"abc", "abd", 3, "ce", 0}, {"abcd", "abc", none, "ce", 1}, {"a\0x", "A\0y", 3, "", 0},
         {"a\0x", "a\0y", 3, "ce", 0}, {"a\0?", "a\0y", 3, "ce?", 1},  // bytes past a zero count
-        {"xx1 Received, 0 lost", "~1 Received~", 0, "e~", 1},
+        {"xx1 Received, 0 lost", "~1 Received~", 0, "e~", 1}, {"bin", "bin", 1, "e", 1},
         {"abXb", "a~b", 0, "ce~", 0}, {"x404 Not Found", "404~Not Found", 0, "ce~", 0}};
     // clang-format on
     for (const Row& r : rows) {
@@ -75,6 +75,7 @@ TEST(Match, FindInRange) {
                   r.want);
         EXPECT_EQ(end, r.end);
     }
+    EXPECT_EQ(FND_TXT("a", nullptr, 0, none, 0, 1, 0, nullptr), none);
     // A pattern segment is cut at the pattern's end; one that starts past it is empty.
     EXPECT_EQ(FND_TXT("xbcx", 1, 3, "abcd", 0, none, 0, 1, 0, nullptr), 1);
     EXPECT_EQ(FND_TXT("abc", 5, none, "xyz", 1, none, 0, 1, 0, nullptr), 1);
