@@ -1,13 +1,12 @@
 // The debug log as its reader sees dbg.log: stamped lines, blank lines after pauses, pending
-// errors left alone, rotation, and the lines the socket and file layers write when asked. Lines
-// end in CR LF: the file layer's rule for a new file whose name has an extension.
+// errors left alone, failed writes, rotation and the error report. Lines end in CR LF: the file
+// layer's rule for a new file whose name has an extension. Tests that compare the file whole log
+// quietly and without time stamps (dbg_vd 0, dbg_tm_fmt null).
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <fstream>
 #include <regex>
 #include <sys/stat.h>
-#include <tuple>
 
 #include "support/ut_test.h"
 
@@ -16,100 +15,69 @@ static std::string log_text(const char* name = "dbg.log") {
     return {std::istreambuf_iterator<char>(f), {}};
 }
 
-// Quiet logging with no time stamp, so that the file can be compared whole.
-static void plain_log() {
-    dbg_vd = 0;
-    dbg_tm_fmt = nullptr;
-}
-
-// The first write empties the log; lines are stamped; how pieces of lines join, where blank
-// lines fall, that a pending error is logged and left pending, that a nested write is refused
-// with the recursion message and writes nothing, and what the echo shows (nothing with
-// daemon_op).
+// The first write empties the log; lines are stamped with the time read then; how pieces of
+// lines join (characters, and a line started after them), where blank lines fall, that a pending
+// error is logged and left pending, that a nested write is refused with the recursion message
+// and writes nothing, and what the echo shows (nothing with daemon_op).
 TEST(Dbg, LinesStampsPausesPendingErrorRecursionAndEcho) {
     std::ofstream("dbg.log") << "old run\n";
+    utm.hour = 25;  // no clock reads that: each stamp must come from a fresh reading
     testing::internal::CaptureStdout();
     S_DBG("first");
     SM_DBG("a", "b", nullptr, "ignored", nullptr);
     dbg_tm_fmt = nullptr;
-    B_DBG('x');
-    S_DBG("y");
+    B_DBG('x'), B_DBG('y'), SM_DBG_UT(1, 1, "w", nullptr);
     s_dbg_tic = TIC_C() - 1000;  // a pause shorter than s_dbg_spacer_secs: no blank line
     S_DBG("z");
     s_dbg_tic = TIC_C() - 3000;  // longer: a blank line first
-    dbg_pgm = "zimb";
-    S_DBG(nullptr);
-    dbg_pgm = nullptr;
-    dbg_active = 1;
-    S_DBG("inner");
-    dbg_active = 0;
+    dbg_pgm = "zimb", S_DBG(nullptr), dbg_pgm = nullptr;
+    dbg_active = 1, S_DBG("inner"), dbg_active = 0;
     S_ERR("disk on fire");
     daemon_op = 1;
     S_DBG("line");
     SM_DBG("pie", "ces", nullptr);
-    std::regex stamp("\\d\\d:\\d\\d:\\d\\d ");
+    std::regex stamp("([01]\\d|2[0-3]):[0-5]\\d:[0-5]\\d ");
     EXPECT_EQ(std::regex_replace(testing::internal::GetCapturedStdout(), stamp, "T "),
-              "T first\nT ab\nx\ny\nz\n\nzimb:\n\a\a\aS_DBG_UT RECURSION:inner\n");
+              "T first\nT ab\nxy\nw\nz\n\nzimb:\n\a\a\aS_DBG_UT RECURSION:inner\n");
     EXPECT_EQ(std::regex_replace(log_text(), stamp, "T "),
-              "T first\r\nT ab\r\nx\r\ny\r\nz\r\n\r\nzimb:\r\nDBGERR:disk on fire\r\nline\r\n"
+              "T first\r\nT ab\r\nxy\r\nw\r\nz\r\n\r\nzimb:\r\nDBGERR:disk on fire\r\nline\r\n"
               "DBGERR:disk on fire\r\npieces\r\n");
-    EXPECT_EQ(psh_err_cnt, 0);
     EXPECT_STREQ(ERR_S(), "disk on fire");
 }
 
 // A log that cannot be written leaves its error pending, with the line; under allocation
-// tracing the traced call fails with it, once, without tracing the report.
-TEST(Dbg, FailedWriteLeavesItsErrorPendingWithTheLine) {
-    plain_log();
+// tracing the traced call fails with it, once, without tracing the report. Every traced
+// allocation stamps its log line with TM_S, also while an outer TM_S is half-way through its
+// own pieces: the outer text must come out as it does untraced.
+TEST(Dbg, FailedWritesAndTracedTimeTexts) {
+    dbg_vd = 0, dbg_tm_fmt = nullptr;
     mkdir("logdir", 0755);
-    const std::tuple<const char*, void (*)(), const char*> rows[] = {
-        {"logdir", [] { S_DBG_UT(1, 1, "lost"); },
-         "Open error on \"logdir\" \\[BF_FILE\\] \\[S_FILE\\] txt=lost"},
-        {"missing/dbg.log", [] { mem_al_dbg = 2, S_CP("abc"); },  // null; a leak shows under ASan
-         "Open error on \"missing/dbg.log\" \\[BF_FILE\\] \\[S_FILE\\] "
-         "txt=MEM_AL:pt=[0-9a-f]+ cnt=1 \\[S_CP\\]"},
-    };
-    for (const auto& [log, run, want] : rows) {
-        dbg_log = log;
-        run();
-        EXPECT_TRUE(std::regex_match(show(ERR_S()), std::regex(want))) << err_msg;
-    }
+    dbg_log = "logdir", S_DBG_UT(1, 1, "lost");
+    EXPECT_STREQ(ERR_S(), "Open error on \"logdir\" [BF_FILE] [S_FILE] txt=lost");
+    dbg_log = "missing/dbg.log", mem_al_dbg = 2;
+    EXPECT_EQ(S_CP("abc"), nullptr);  // and no leak under ASan
+    std::regex want("Open error on \"missing/dbg.log\" \\[BF_FILE\\] \\[S_FILE\\] "
+                    "txt=MEM_AL:pt=[0-9a-f]+ cnt=1 \\[S_CP\\]");
+    EXPECT_TRUE(std::regex_match(show(ERR_S()), want)) << err_msg;
     EXPECT_EQ(take(S_CP("again")), "again");  // reported once: tracing goes on counting only
-}
-
-// Every traced allocation stamps its log line with TM_S, also while an outer TM_S is half-way
-// through its own pieces: the outer text must come out as it does untraced.
-TEST(Dbg, TimeTextUnderAllocationTracingIsTheUntracedText) {
     const UTMDF t = {2024, 2, 29, 5, 13, 5, 9, 7};
-    const char* tmpl = "Weekday dd Month Year 12:00:00 PM";
-    const std::string plain = show(TM_S(&t, tmpl));
-    mem_al_dbg = 2;
-    EXPECT_EQ(show(TM_S(&t, tmpl)), plain);
-    EXPECT_EQ(plain, "Thursday 29 February 2024 1:05:09 PM");
-}
-
-TEST(Dbg, LogPastItsLimitIsBackedUpAndRestarted) {
-    plain_log();
-    dbg_log_mxsz = 20;
-    S_DBG("0123456789");
-    EXPECT_EQ(log_text(), "0123456789\r\n");
-    S_DBG("abcdefghij");  // passes 20 bytes: backed up, then deleted
-    EXPECT_EQ(log_text("bk/dbg.log.0"), "0123456789\r\nabcdefghij\r\n");
-    S_DBG("new");
-    EXPECT_EQ(log_text(), "new\r\n");  // the old lines are gone from dbg.log
+    dbg_log = "dbg.log", mem_al_dbg = 2, dbg_tm_fmt = "00:00:00 ";
+    EXPECT_STREQ(TM_S(&t, "Weekday dd Month Year 12:00:00 PM"),
+                 "Thursday 29 February 2024 1:05:09 PM");
+    EXPECT_NE(log_text().find("MEM_FR:pt="), std::string::npos);  // the trace did log
 }
 
 // An error report with the caller's name, on standard error only when the echo has not shown
-// it; the error is cleared.
-TEST(Dbg, ErrorDumpLogsAndReportsTheError) {
-    plain_log();
+// it (on the console when the log cannot be written); the error is cleared. The log is backed up
+// and restarted after the write that passes its limit.
+TEST(Dbg, ErrorDumpAndRotation) {
+    dbg_vd = 0, dbg_tm_fmt = nullptr;
     EXPECT_EQ(UT_ERR_DMP("main"), 0);
     dbg_vd = 1;
     const std::tuple<dbg_callback_fn, const char*, const char*> dumps[] = {
         {S_DBG_UT_CALLBACK, "x [main]\n", ""}, {nullptr, "\a", "err=x [main]\n"}};
     for (const auto& [echo, out, err] : dumps) {
-        s_dbg_ut_callback = echo;
-        S_ERR("x");
+        S_ERR("x"), s_dbg_ut_callback = echo;
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
         EXPECT_EQ(UT_ERR_DMP("main"), 1);
@@ -117,22 +85,16 @@ TEST(Dbg, ErrorDumpLogsAndReportsTheError) {
         EXPECT_EQ(testing::internal::GetCapturedStdout(), out);
         EXPECT_EQ(err_, 0);
     }
-    EXPECT_EQ(log_text(), "x [main]\r\nx [main]\r\n");
-}
-
-// A receiver run with the debug level set: what the socket and file layers log.
-TEST(Dbg, SocketAndFileLayersLogTheirSteps) {
-    plain_log();
-    dbg_ = 2;
-    sockaddr_in sai = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    int32_t sd = HOST_SAI_SD(&sai, 0);
-    BF_FILE("work.tmp", "data", 4, 1);
-    FILE_MV("work.tmp", "placed.sh");
-    FILE_DL("placed.sh", 0);
-    SCK_CL(sd);
-    EXPECT_TRUE(err_ == 0 && dbg_ == 2) << err_msg;
-    EXPECT_TRUE(std::regex_search(log_text(), std::regex("SCK_BLOCK:sd=[^\r]* block=0\r\n[^]*"
-                                                         "FILE_MV:work.tmp -> placed.sh\r\n[^]*"
-                                                         "FILE_DL:placed.sh\r\n[^]*SCK_CL:sd=")))
-        << log_text();
+    EXPECT_EQ(log_text(), "x [main]\r\nx [main]\r\n");  // 20 bytes
+    dbg_log_mxsz = 22;
+    S_DBG(""), S_DBG("new");  // 22 bytes stay; 27 pass the limit: backed up, then deleted
+    S_DBG("z");
+    EXPECT_EQ(log_text("bk/dbg.log.0") + "|" + log_text(),
+              "x [main]\r\nx [main]\r\n\r\nnew\r\n|z\r\n");
+    // A log that cannot be written: the report falls back on the console and is cleared.
+    dbg_log = ".", s_dbg_ut_callback = nullptr, S_ERR("y");
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(UT_ERR_DMP(nullptr) == 1 && err_ == 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Open error on \".\" [BF_FILE] [S_FILE] txt=y [UT_ERR_DMP]\n\a");
 }
