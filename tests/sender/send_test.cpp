@@ -2,8 +2,6 @@
 // made before connecting for what the receiver could not take.
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "send.h"
 #include "support/ut_test.h"
 
@@ -13,35 +11,29 @@ TEST(Send, HeaderIsThreeFieldsEachEndedByCarriageReturn) {
         const char *name, *dir;
         uint64_t size;
         std::string want;  // the header, or the start of the refusal
-    } cases[] = {
-        {"a.txt", "/tmp/in", 5, "a.txt\r/tmp/in\r5\r"},
-        {f256.c_str(), "", 2147483647, f256 + "\r\r2147483647\r"},
-        {"a", "", 0, "the file is empty: "},
-        {"a", "", 2147483648, "the file is too large: "},
-        {"a\rb", "", 1, "the file name holds a carriage return"},
-        {"a", f257.c_str(), 1, "the destination directory is longer than 256 characters"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.want);
+    } rows[] = {{"a.txt", "/tmp/in", 5, "a.txt\r/tmp/in\r5\r"},
+                {f256.c_str(), "", 2147483647, f256 + "\r\r2147483647\r"},
+                {"a", "", 0, "the file is empty: "},
+                {"a", "", 2147483648, "the file is too large: "},
+                {"a\rb", "", 1, "the file name holds a carriage return"},
+                {"a", f257.c_str(), 1, "the destination directory is longer than 256 characters"}};
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.want);
         ERR_S();
-        std::string got = take(ZAST_HDR(c.name, c.dir, c.size));
-        EXPECT_EQ(err_ ? std::string(ERR_S()).substr(0, c.want.size()) : got, c.want);
+        std::string got = take(ZAST_HDR(r.name, r.dir, r.size));
+        EXPECT_EQ(err_ ? std::string(ERR_S()).substr(0, r.want.size()) : got, r.want);
     }
 }
 
 TEST(Send, DestinationIsTheSpecsDirectoryOrTheGivenOne) {
-    const struct {
-        const char *spec, *ddir, *want;
-    } cases[] = {
-        {"/opt/app/tool.bin", nullptr, "/opt/app"},
-        {"tool.bin", nullptr, ""},
-        {"/x", nullptr, "/"},
-        {"d//*.txt", nullptr, "d"},
-        {"d/x", "/tmp/in/", "/tmp/in"},
-        {"d/x", "", ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.spec);
-        EXPECT_EQ(take(ZAST_DIR(c.spec, c.ddir)), c.want);
+    const char* rows[][3] = {{"/opt/app/tool.bin", nullptr, "/opt/app"},
+                             {"tool.bin", nullptr, ""},
+                             {"/x", nullptr, "/"},
+                             {"d//*.txt", nullptr, "d"},
+                             {"d/x", "/tmp/in/", "/tmp/in"},
+                             {"d/x", "", ""}};
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r[0]);
+        EXPECT_EQ(take(ZAST_DIR(r[0], r[1])), r[2]);
     }
 }
