@@ -22,7 +22,6 @@ TEST(RootPath, KeptInsideOrRefusedWithTheReason) {
         {"a", "x\ny", "Refused \"a/x\\x0Ay\": a control byte in the name or directory"},
         {"a\x7f", "x", "Refused \"a\\x7F/x\": a control byte in the name or directory"},
         {"..", "x", "Refused \"../x\": a \"..\" component would leave the root"},
-        {"/a/../../b", "x", "Refused \"/a/../../b/x\": a \"..\" component would leave the root"},
         {"a/..", "x", "Refused \"a/../x\": a \"..\" component would leave the root"}};
     for (const auto& r : rows) {
         SCOPED_TRACE(std::string(r[0]) + " | " + r[1]);
@@ -43,8 +42,8 @@ TEST(Allow, ExactGapsAndRanges) {
     for (const auto& [ip, ok] : rows) {
         SCOPED_TRACE(ip);
         sockaddr_in sai = {AF_INET, 0, {IP_UL(ip, 1)}, {}};
-        EXPECT_EQ(std::to_string(ALLOW_OK(cl, &sai)) + show(ERR_S()),
-                  std::to_string(ok) + "<null>");
+        EXPECT_EQ(ALLOW_OK(cl, &sai), ok);
+        EXPECT_FALSE(err_);
     }
     ALLOW_FR(&cl);
     for (const char* bad : {"10.0.0.300", "10.0.0.9...10.0.0.1", "10.0.~x", "a,", "10...~"}) {
