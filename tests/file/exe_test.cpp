@@ -40,22 +40,18 @@ TEST(Exe, OnlyErrorTextIsAFailure) {
         EXPECT_EQ(e, text ? "S_EXE:" + std::string(text) + " (cmd=" + line + ")" : "");
         EXPECT_NE(access("s_exe.err", F_OK), 0);
     }
-    s_exe_tst = 1;  // test mode: printed as given, not run
-    testing::internal::CaptureStdout();
-    SM_EXE_HIDE("touch ", "ran", nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStdout() + std::to_string(access("ran", F_OK)),
-              "touch ran\n-1");
-}
-
-// A child reports even while its error is pending; the report is no failure of the parent when
-// it was there before the run.
-TEST(Exe, ChildReportsAreAppended) {
-    daemon_op = 1;
-    S_ERR("boom");
+    daemon_op = 1;  // a child reports even while its error is pending; the report is no failure
+    S_ERR("boom");  // of the parent when it was there before the run
     S_EXE_ERR(err_msg);
     S_EXE_ERR("second");
     EXPECT_STREQ(ERR_S(), "boom");
     EXPECT_TRUE(std::regex_match(slurp("s_exe.err"), std::regex("boom\r?\nsecond\r?\n")));
     S_EXE(0, "true");
     EXPECT_FALSE(ERR_S());
+    daemon_op = 0;
+    s_exe_tst = 1;  // test mode: printed as given, not run
+    testing::internal::CaptureStdout();
+    SM_EXE_HIDE("touch ", "ran", nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout() + std::to_string(access("ran", F_OK)),
+              "touch ran\n-1");
 }

@@ -11,16 +11,13 @@
 
 #include "file/file_test.h"  // with_err, spit, and ut.h
 
-// A connected pair; the first end non-blocking, as the receiver makes its connections.
+// A connected pair, the first end non-blocking, as the receiver makes its connections; the
+// test's process closes both at its end.
 struct Pair {
-    int sd[2] = {-1, -1};
+    int sd[2];
     Pair() {
-        SCK_SYS_OP();
         socketpair(AF_UNIX, SOCK_STREAM, 0, sd);
         SCK_BLOCK(sd[0], 0);
-    }
-    ~Pair() {
-        for (int32_t s : sd) SCK_CL(s);
     }
 };
 
@@ -73,10 +70,10 @@ TEST(Sck, SendThatCannotProceedFails) {
         uint8_t st = 0;
         EXPECT_EQ(BF_SCK(p.sd[0], big.data(), big.size(), &st, closed ? 0xffff : 0), 0);
         std::string e = show(ERR_S());
-        EXPECT_EQ(e.rfind(closed ? "send (err #" : "send BLOCKED (txtmo=0, bfsz=8388608 txsz=", 0),
-                  0u)
+        EXPECT_TRUE(std::regex_match(e, std::regex(closed ? "send \\(err #32:.*\\) \\[BF_SCK\\]"
+                                                          : "send BLOCKED \\(txtmo=0, bfsz=8388608 "
+                                                            "txsz=[0-9]+\\) \\[BF_SCK\\]")))
             << e;
-        EXPECT_EQ(e.substr(e.size() - 10), ") [BF_SCK]");
         EXPECT_EQ(st, closed ? sck_st_pipe : sck_st_blocked);
     }
 }
@@ -157,10 +154,11 @@ TEST(Host, HostAddressesHoldLoopbackOnce) {
                   system("ip link set lo up"),
               0);
     const char* rows[][3] = {
-        {"zimbhost", "127.0.0.1 localhost zimbhost\n", "127.0.0.1 "},
-        {"zimbhost", "127.0.0.1 localhost\n10.1.2.3 zimbhost\n", "10.1.2.3 127.0.0.1 "},
-        {"zimbhost", "10.1.2.3 zimbhost\n10.1.2.4 zimbhost\n", "10.1.2.3 10.1.2.4 127.0.0.1 "},
-        {"unnamed", "127.0.0.1 localhost\n", "127.0.0.1 "}};  // falls back on localhost
+        {"zimbhost", "127.0.0.1 localhost zimbhost\n", "127.0.0.1:0 "},
+        {"zimbhost", "127.0.0.1 localhost\n10.1.2.3 zimbhost\n", "10.1.2.3:0 127.0.0.1:0 "},
+        {"zimbhost", "10.1.2.3 zimbhost\n10.1.2.4 zimbhost\n",
+         "10.1.2.3:0 10.1.2.4:0 127.0.0.1:0 "},
+        {"unnamed", "127.0.0.1 localhost\n", "127.0.0.1:0 "}};  // falls back on localhost
     std::vector<sockaddr_in> hsa(sck_host_mxc);
     sck_dbg = 1;  // the debug lines go to standard output
     testing::internal::CaptureStdout();
@@ -172,13 +170,10 @@ TEST(Host, HostAddressesHoldLoopbackOnce) {
         SCK_HOST_INFO(nullptr, hsa.data(), nullptr, nullptr);
         std::string got = show(ERR_S()) + " ";
         for (const sockaddr_in& a : hsa)
-            if (a.sin_family || a.sin_port)
-                got += SAI_IP(&a, a.sin_port != 0, 0) +
-                       std::string(a.sin_family == AF_INET ? " " : "? ");
+            got += a.sin_family ? SAI_IP(&a, 1, 0) + std::string(" ") : "";
         EXPECT_EQ(got, "<null> " + std::string(r[2]));
     }
     EXPECT_NE(testing::internal::GetCapturedStdout().find("\t\t10.1.2.4\n"), std::string::npos);
     SCK_SYS_CL();
-    EXPECT_EQ(sck_host_nam, nullptr);
-    EXPECT_EQ(sck_sys_op, 0);
+    EXPECT_TRUE(!sck_host_nam && !sck_sys_op);
 }

@@ -24,13 +24,11 @@ TEST(Glob, MatchesAsTheShellDoes) {
 
 // Regular files only, links followed, sorted by name, the directory part kept as written.
 TEST(Glob, ListsTheRegularFilesASpecNames) {
-    mkdir("d", 0755);
-    mkdir("d/dir.txt", 0755);
+    ASSERT_EQ(mkdir("d", 0755) | mkdir("d/dir.txt", 0755), 0);
     for (const char* f : {"d/b.txt", "d/a.txt", "d/.h.txt", "d/c.dat", "top.txt"})
         BF_FILE(f, "x", 1, 1);
     symlink("b.txt", "d/l.txt");
     const char* rows[][2] = {{"d/*.txt", "d/a.txt d/b.txt d/l.txt 3"},
-                             {"*.txt", "top.txt 1"},
                              {"d/c.dat", "d/c.dat 1"},
                              {"d/none*", "0"},
                              {"d/dir.txt", "0"},
@@ -38,11 +36,10 @@ TEST(Glob, ListsTheRegularFilesASpecNames) {
     for (const auto& r : rows) {
         SCOPED_TRACE(r[0]);
         uint32_t n = 99;
-        char** list = FSPEC_GLOB(r[0], &n);
-        ASSERT_NE(list, nullptr);
         std::string got;
-        for (char** p = list; *p; p++) got += std::string(*p) + " ";
-        EXPECT_EQ(got + std::to_string(n), r[1]);
+        char** list = FSPEC_GLOB(r[0], &n);
+        for (char** p = list; p && *p; p++) got += std::string(*p) + " ";
+        EXPECT_EQ(got + std::to_string(n) + (list ? "" : " (null)"), r[1]);
         GLOB_FR(&list);
     }
 }
