@@ -1,7 +1,5 @@
 // Moving, copying and backing up files: people's data must survive every failure, keep its mode
 // and time across file systems, and names must reach the shell fallbacks whole.
-#include <cerrno>
-
 #include "file/file_test.h"
 
 static bool there(const std::string& f) {

@@ -2,10 +2,8 @@
 // will not take more; the exact error texts; addresses as text; a client's reply read up to its
 // 0x0D.
 #include <arpa/inet.h>
-#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <vector>
 
@@ -13,69 +11,58 @@
 
 // A connected pair, the first end non-blocking, as the receiver makes its connections; the
 // test's process closes both at its end.
-struct Pair {
-    int sd[2];
-    Pair() {
-        socketpair(AF_UNIX, SOCK_STREAM, 0, sd);
-        SCK_BLOCK(sd[0], 0);
-    }
-};
+static void pair_up(int* sd) {
+    socketpair(AF_UNIX, SOCK_STREAM, 0, sd);
+    SCK_BLOCK(sd[0], 0);
+}
 
 // Receiving tells nothing yet (0, no error) from a connection that is over (0, the error);
 // a peek leaves the bytes queued. Sending: texts joined exactly, a leading zero byte sends
 // nothing, the 65,534-byte limit; no send routine sends or adds its name while an error is
-// pending; closing runs then too.
+// pending; closing runs then too. A send that cannot proceed fails: a peer that reads nothing
+// blocks it (time-out 0: at the first EAGAIN), one that closed ends it, without ending the
+// process.
 TEST(Sck, ReceiveAndSendExactBytes) {
-    Pair p;
+    int sd[2];
+    pair_up(sd);
     char bf[16] = {};
     uint8_t st = 99;
-    EXPECT_EQ(SCK_RECV(p.sd[0], bf, sizeof bf, 0, &st) + SCK_RECV(p.sd[0], bf, 0, 0, &st), 0);
+    EXPECT_EQ(SCK_RECV(sd[0], bf, sizeof bf, 0, &st) + SCK_RECV(sd[0], bf, 0, 0, &st), 0);
     EXPECT_EQ(with_err(st), "0 <null>");  // nothing yet
-    EXPECT_EQ(SM_SCK(p.sd[0], &st, 0xffff, "OK", cr_, nullptr), 1);
-    EXPECT_EQ(BF_SCK(p.sd[0], "\0xyz", 4, &st, 0xffff), 1);  // first byte 0: nothing sent
-    EXPECT_EQ(B_SCK(p.sd[0], 0, &st) + S_SCK(p.sd[0], "!", &st, 0xffff), 2);
-    EXPECT_EQ(SM_SCK(p.sd[0], &st, 0xffff, nullptr, nullptr), 1);
+    EXPECT_EQ(SM_SCK(sd[0], &st, 0xffff, "OK", cr_, nullptr), 1);
+    EXPECT_EQ(BF_SCK(sd[0], "\0xyz", 4, &st, 0xffff), 1);  // first byte 0: nothing sent
+    EXPECT_EQ(B_SCK(sd[0], 0, &st) + S_SCK(sd[0], "!", &st, 0xffff), 2);
+    EXPECT_EQ(SM_SCK(sd[0], &st, 0xffff, nullptr, nullptr), 1);
     std::string half(32767, 'a'), more(32768, 'b');
-    EXPECT_EQ(with_err(SM_SCK(p.sd[0], &st, 0xffff, half.c_str(), more.c_str(), nullptr)),
+    EXPECT_EQ(with_err(SM_SCK(sd[0], &st, 0xffff, half.c_str(), more.c_str(), nullptr)),
               "0 String overflow [SM_SCK]");
     S_ERR("pending");
-    EXPECT_EQ(BF_SCK(p.sd[0], "x", 1, &st, 0) + S_SCK(p.sd[0], "x", &st, 0) +
-                  SM_SCK(p.sd[0], &st, 0, "x", nullptr) + B_SCK(p.sd[0], 'x', &st),
+    EXPECT_EQ(BF_SCK(sd[0], "x", 1, &st, 0) + S_SCK(sd[0], "x", &st, 0) +
+                  SM_SCK(sd[0], &st, 0, "x", nullptr) + B_SCK(sd[0], 'x', &st),
               0);
     int spare = dup(0);
     SCK_CL(-1);
     SCK_CL(spare);
     EXPECT_EQ(with_err(fcntl(spare, F_GETFD)), "-1 pending");
-    EXPECT_EQ(read(p.sd[1], bf, sizeof bf), 4);
+    EXPECT_EQ(read(sd[1], bf, sizeof bf), 4);
     EXPECT_STREQ(bf, "OK\r!");
-    ASSERT_EQ(write(p.sd[1], "abc", 3), 3);
-    EXPECT_EQ(SCK_RECV(p.sd[0], bf, sizeof bf, 1, &st), 3);  // peeked: still queued
-    EXPECT_EQ(SCK_RECV(p.sd[0], bf, 2, 0, &st), 2);
-    EXPECT_EQ(SCK_RECV(p.sd[0], bf + 2, 9, 0, &st), 1);
+    ASSERT_EQ(write(sd[1], "abc", 3), 3);
+    EXPECT_EQ(SCK_RECV(sd[0], bf, sizeof bf, 1, &st), 3);  // peeked: still queued
+    EXPECT_EQ(SCK_RECV(sd[0], bf, 2, 0, &st), 2);
+    EXPECT_EQ(SCK_RECV(sd[0], bf + 2, 9, 0, &st), 1);
     EXPECT_EQ(std::string(bf, 3), "abc");
-    close(p.sd[1]);
-    EXPECT_EQ(SCK_RECV(p.sd[0], bf, sizeof bf, 0, &st) + st, sck_st_notconn);
-    std::string want = "SCK_RECV:recv (err #107:" + std::string(strerror(ENOTCONN)) +
-                       ") (sd=" + std::to_string(p.sd[0]) + " sai=";
-    EXPECT_EQ(std::string(ERR_S()).rfind(want, 0), 0u) << want;
-}
-
-// A send that cannot proceed fails: a peer that reads nothing blocks it (time-out 0: at the
-// first EAGAIN), one that closed ends it, without ending the process.
-TEST(Sck, SendThatCannotProceedFails) {
     std::vector<char> big(8 << 20, 'x');
-    for (bool closed : {false, true}) {
-        Pair p;
-        if (closed) close(p.sd[1]);
-        uint8_t st = 0;
-        EXPECT_EQ(BF_SCK(p.sd[0], big.data(), big.size(), &st, closed ? 0xffff : 0), 0);
-        std::string e = show(ERR_S());
-        EXPECT_TRUE(std::regex_match(e, std::regex(closed ? "send \\(err #32:.*\\) \\[BF_SCK\\]"
-                                                          : "send BLOCKED \\(txtmo=0, bfsz=8388608 "
-                                                            "txsz=[0-9]+\\) \\[BF_SCK\\]")))
-            << e;
-        EXPECT_EQ(st, closed ? sck_st_pipe : sck_st_blocked);
-    }
+    EXPECT_EQ(BF_SCK(sd[0], big.data(), big.size(), &st, 0), 0);
+    EXPECT_TRUE(
+        std::regex_match(with_err(st), std::regex("10 send BLOCKED \\(txtmo=0, bfsz=8388608 "
+                                                  "txsz=[0-9]+\\) \\[BF_SCK\\]")));
+    close(sd[1]);
+    EXPECT_EQ(SCK_RECV(sd[0], bf, sizeof bf, 0, &st) + st, sck_st_notconn);
+    std::string want = "SCK_RECV:recv (err #107:" + std::string(strerror(ENOTCONN)) +
+                       ") (sd=" + std::to_string(sd[0]) + " sai=";
+    EXPECT_EQ(std::string(ERR_S()).rfind(want, 0), 0u) << want;
+    EXPECT_EQ(BF_SCK(sd[0], "x", 1, &st, 0xffff), 0);
+    EXPECT_TRUE(std::regex_match(with_err(st), std::regex("6 send \\(err #32:.*\\) \\[BF_SCK\\]")));
 }
 
 // What the peer sent, whether it then closed, the reply or the start of the error, the status.
@@ -89,11 +76,12 @@ TEST(Conn, ReplyIsReadUpToItsCarriageReturn) {
     for (const auto& [sent, closed, want, want_st] : rows) {
         SCOPED_TRACE(sent);
         ERR_S();
-        Pair p;
-        ASSERT_EQ(write(p.sd[1], sent, strlen(sent)), static_cast<ssize_t>(strlen(sent)));
-        if (closed) shutdown(p.sd[1], SHUT_WR);
+        int sd[2];
+        pair_up(sd);
+        ASSERT_EQ(write(sd[1], sent, strlen(sent)), static_cast<ssize_t>(strlen(sent)));
+        if (closed) shutdown(sd[1], SHUT_WR);
         uint8_t st = 99;
-        char* reply = SCK_RECV_CR(p.sd[0], 8, &st, 1);
+        char* reply = SCK_RECV_CR(sd[0], 8, &st, 1);
         EXPECT_EQ(err_ ? std::string(ERR_S()).substr(0, strlen(want)) : take(reply), want);
         EXPECT_EQ(st, want_st);
     }
