@@ -41,7 +41,6 @@ TEST(Sck, ReceiveAndSendExactBytes) {
                   SM_SCK(sd[0], &st, 0, "x", nullptr) + B_SCK(sd[0], 'x', &st),
               0);
     int spare = dup(0);
-    SCK_CL(-1);
     SCK_CL(spare);
     EXPECT_EQ(with_err(fcntl(spare, F_GETFD)), "-1 pending");
     EXPECT_EQ(read(sd[1], bf, sizeof bf), 4);
@@ -56,11 +55,12 @@ TEST(Sck, ReceiveAndSendExactBytes) {
     EXPECT_TRUE(
         std::regex_match(with_err(st), std::regex("10 send BLOCKED \\(txtmo=0, bfsz=8388608 "
                                                   "txsz=[0-9]+\\) \\[BF_SCK\\]")));
-    close(sd[1]);
+    shutdown(sd[1], SHUT_WR);
     EXPECT_EQ(SCK_RECV(sd[0], bf, sizeof bf, 0, &st) + st, sck_st_notconn);
     std::string want = "SCK_RECV:recv (err #107:" + std::string(strerror(ENOTCONN)) +
                        ") (sd=" + std::to_string(sd[0]) + " sai=";
     EXPECT_EQ(std::string(ERR_S()).rfind(want, 0), 0u) << want;
+    close(sd[1]);
     EXPECT_EQ(BF_SCK(sd[0], "x", 1, &st, 0xffff), 0);
     EXPECT_TRUE(std::regex_match(with_err(st), std::regex("6 send \\(err #32:.*\\) \\[BF_SCK\\]")));
 }
