@@ -17,10 +17,11 @@ static FLDF* open_with(const char* fnam, const std::string& text, uint16_t cache
 
 // LF, CR LF and a lone CR each end a line, mixed freely; CR LF sets crlf (the digit); a last line
 // without its end is a line; the cache is the file's size, 16 for an empty file. A line may hold
-// exactly the limit; one more character is an overflow naming the lines read before it.
+// exactly the limit; one more character is an overflow naming the lines read before it, with
+// the line's first characters left in the buffer (here "12345", before crlf's digit).
 TEST(Fl, LinesEndAtLfCrLfOrCr) {
     fl_rc_mxs = 5;  // the limit that 65,535 stands for
-    const char* overflow = "ok|12345|0 Read error on \"f.txt\" (rec overflow on line 2)";
+    const char* overflow = "ok|12345|123450 Read error on \"f.txt\" (rec overflow on line 2)";
     const char* rows[][2] = {{"a\r\nb\n", "a|b|1"},
                              {"", "0"},
                              {"\r\r\n", "||1"},
@@ -37,7 +38,8 @@ TEST(Fl, LinesEndAtLfCrLfOrCr) {
                 EXPECT_TRUE(fd->ln == ln && fd->ix <= fd->cnt && fd->cnt <= fd->cache_sz);
             }
             EXPECT_EQ(fl_overflow_rdsz, err_ ? 5u : 0xFFFFFFFFu);
-            EXPECT_EQ(got + std::to_string(fd->crlf) + (err_ ? " " + show(ERR_S()) : ""), r[1]);
+            EXPECT_EQ(got + rc + std::to_string(fd->crlf) + (err_ ? " " + show(ERR_S()) : ""),
+                      r[1]);
             EXPECT_EQ(fd->cache_sz, std::min<uint32_t>(cache, r[0][0] ? strlen(r[0]) : 16));
             FL_CL(fd, 1);
         }
@@ -66,6 +68,8 @@ TEST(Fl, ReadingMovesThroughAnyCache) {
             EXPECT_EQ(FL_P(fd), pos);
             EXPECT_EQ(FL_B(fd), text[pos]);
         }
+        EXPECT_EQ(LN_FL(fd, 2, 0), 1);  // rewinds and reads up to line 2
+        EXPECT_EQ(with_err(LN_FL(fd, 9, 1)), "0 Line 9 not found");
         P_FL(fd, text.size());
         EXPECT_EQ(FL_BF_RV(fd, bf, 4UL, 1), 4u);
         EXPECT_EQ(std::string(bf, 4) + std::to_string(FL_P(fd)), "ccc\n6");

@@ -19,9 +19,9 @@ static void pair_up(int* sd) {
 // Receiving tells nothing yet (0, no error) from a connection that is over (0, the error);
 // a peek leaves the bytes queued. Sending: texts joined exactly, a leading zero byte sends
 // nothing, the 65,534-byte limit; no send routine sends or adds its name while an error is
-// pending; closing runs then too. A send that cannot proceed fails: a peer that reads nothing
-// blocks it (time-out 0: at the first EAGAIN), one that closed ends it, without ending the
-// process.
+// pending; closing runs then too; a whole file goes as it is. A send that cannot proceed fails: a
+// peer that reads nothing blocks it (time-out 0: at the first EAGAIN), one that closed ends it,
+// without ending the process.
 TEST(Sck, ReceiveAndSendExactBytes) {
     int sd[2];
     pair_up(sd);
@@ -32,6 +32,7 @@ TEST(Sck, ReceiveAndSendExactBytes) {
     EXPECT_EQ(SM_SCK(sd[0], &st, 0xffff, "OK", cr_, nullptr), 1);
     EXPECT_EQ(BF_SCK(sd[0], "\0xyz", 4, &st, 0xffff), 1);  // first byte 0: nothing sent
     EXPECT_EQ(B_SCK(sd[0], 0, &st) + S_SCK(sd[0], "!", &st, 0xffff), 2);
+    EXPECT_EQ(FILE_SCK(sd[0], spit("f", "?"), &st, 0xffff), 1);
     EXPECT_EQ(SM_SCK(sd[0], &st, 0xffff, nullptr, nullptr), 1);
     std::string half(32767, 'a'), more(32768, 'b');
     EXPECT_EQ(with_err(SM_SCK(sd[0], &st, 0xffff, half.c_str(), more.c_str(), nullptr)),
@@ -43,8 +44,8 @@ TEST(Sck, ReceiveAndSendExactBytes) {
     int spare = dup(0);
     SCK_CL(spare);
     EXPECT_EQ(with_err(fcntl(spare, F_GETFD)), "-1 pending");
-    EXPECT_EQ(read(sd[1], bf, sizeof bf), 4);
-    EXPECT_STREQ(bf, "OK\r!");
+    EXPECT_EQ(read(sd[1], bf, sizeof bf), 5);
+    EXPECT_STREQ(bf, "OK\r!?");
     ASSERT_EQ(write(sd[1], "abc", 3), 3);
     // No room asked for reads nothing, even with bytes there; peeked bytes stay queued.
     EXPECT_EQ(SCK_RECV(sd[0], bf, 0, 0, &st) + SCK_RECV(sd[0], bf, sizeof bf, 1, &st), 3);
