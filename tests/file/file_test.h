@@ -1,10 +1,11 @@
-// Helpers shared by the file-layer tests: whole files as std::string, a result read together with
-// the error it left, a private small file system, and the record invariants.
+// Helpers shared by the file-layer and socket tests: whole files as std::string, a result read
+// together with the error it left, a private small file system, and the record invariants.
 #ifndef FILE_TEST_H
 #define FILE_TEST_H
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -12,6 +13,7 @@
 #include <regex>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>

