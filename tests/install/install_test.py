@@ -1,12 +1,7 @@
-"""cmake --install into a temporary prefix: install_test.py BUILD_DIR. The programs run from
-there, their manual pages render without warnings, and zimb's service unit names the installed
-program and passes systemd-analyze verify."""
-import os
-import shutil
-import subprocess
-import sys
-import tempfile
-import unittest
+# cmake --install into a temporary prefix: install_test.py BUILD_DIR. The programs run from
+# there, their manual pages render without warnings, and zimb's service unit names the installed
+# program and passes systemd-analyze verify.
+import os, shutil, subprocess, sys, tempfile, unittest
 
 BUILD = None
 

@@ -1,7 +1,6 @@
-"""The work file: receivers running at once keep theirs apart, and nothing planted at its name
-is ever written through."""
-import os
-import time
+# The work file: receivers running at once keep theirs apart, and nothing planted at its name
+# is ever written through.
+import os, time
 from pathlib import Path
 
 import zimbnet
@@ -15,12 +14,11 @@ class WorkFile(ZimbCase):
         def paused_send(port, name):  # holds 1 s after the first bytes of the data
             body = name.encode() * (1 << 20)
             head = header(name, self.dir, len(body))
-            Path(self.path(name + ".in")).write_bytes(head + body)
-            return self.net.start_client(self.path(name + ".in"), 1, port, len(head) + 9), body
+            return self.net.client(head + body, port, hold=1, at=len(head) + 9), body
 
         def delivered(client, body, name):
             self.assertEqual(client.communicate(timeout=60)[0], b"OK\r")
-            self.assertEqual(Path(self.path(name)).read_bytes(), body)
+            self.assertEqual(self.got(name), body)
 
         sends = {name: paused_send(port, name) for port, name in ((9500, "a"), (9600, "b"))}
         time.sleep(0.5)
@@ -36,8 +34,7 @@ class WorkFile(ZimbCase):
         self.assertEqual(os.listdir(self.zimb.vartmp), [])
 
     def test_a_link_fifo_or_foreign_file_at_its_name_fails_the_transfer(self):
-        work, target = self.path("vartmp", "zimbxxxx.tmp"), Path(self.path("target"))
-        target.write_bytes(b"precious")
+        work, target = self.path("vartmp", "zimbxxxx.tmp"), Path(self.put("target", b"precious"))
         plants = {  # what is planted at the work file's name: the words of the error
             "a symbolic link": lambda: os.symlink(target, work),
             "a FIFO": lambda: os.mkfifo(work),
