@@ -2,17 +2,12 @@
 # and the receiver as they were: the next transfer works.
 import os
 
-import zimbnet
-from zimbnet import ZimbCase, header
+from zimbnet import ZimbCase, header, main
 
 RECV_ERR = "SCK_RECV:recv (err #107:Transport endpoint is not connected) (sd="
 
 
 class Failures(ZimbCase):
-    def assert_next_transfer_works(self):
-        self.assertEqual(self.net.send(header("next.txt", self.dir, 2) + b"ok"), b"OK\r")
-        self.assertEqual(self.got("next.txt"), b"ok")
-
     def test_broken_transfers_get_no_reply_and_an_error_line(self):
         self.put("keep.txt", b"precious")
         self.net.send(header("first", self.dir, 3) + b"abc")  # a stopped header shows this count
@@ -34,7 +29,7 @@ class Failures(ZimbCase):
                 self.zimb.out = b""
         self.assertEqual(sorted(os.listdir(self.dir)), ["first", "hosts", "keep.txt", "vartmp"])
         self.assertEqual(self.got("keep.txt"), b"precious")  # a failed transfer leaves it be
-        self.assert_next_transfer_works()
+        self.deliver("next.txt", self.dir, b"ok")  # the next works
 
     def test_a_destination_that_cannot_be_written_is_the_reply(self):
         # A destination directory goes to the shell's move, whose double quotes must not let
@@ -57,8 +52,8 @@ class Failures(ZimbCase):
         for mark in marks:
             [moved] = os.listdir(self.path("q" + mark))
             self.assertEqual(self.got("q" + mark, moved), b"abc")
-        self.assert_next_transfer_works()
+        self.deliver("next.txt", self.dir, b"ok")  # the next works
 
 
 if __name__ == "__main__":
-    zimbnet.main()
+    main()

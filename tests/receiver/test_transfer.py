@@ -2,15 +2,13 @@
 # relies on, from our own client and from standard tools.
 import os, re
 
-import zimbnet
-from zimbnet import RECV_IP, SEND_IP, ZimbCase, header
+from zimbnet import RECV_IP, SEND_IP, ZimbCase, header, main
 
 
 class Delivery(ZimbCase):
     def test_files_arrive_exactly_with_their_reply_line_and_mode(self):
-        out = self.zimb.read()
-        self.assertEqual(out.count("Listen at"), 1, out)  # loopback is never listened on
-        self.assertIn(f"Listen at {RECV_IP}:9500\n", out)
+        self.assertEqual(re.findall("Listen at .*\n", self.zimb.read()),  # never on loopback
+                         [f"Listen at {RECV_IP}:9500\n"])
         body = bytes(range(256)) * 300 + b"\r\n\r tail"  # every byte value, CRs in the data
         d = self.dir
         deep = os.path.join(d, "d" * (255 - len(d)))  # a directory field of 256 characters
@@ -36,7 +34,6 @@ class Delivery(ZimbCase):
                 self.assertRegex(self.zimb.wait_for(f"-> {shown} ({count})\n"),
                                  rf"{SEND_IP}:\d+:9500 -> {re.escape(shown)} \({count}\)\n")
         self.assertNotIn("ERROR", self.zimb.read())
-        self.assertEqual(self.zimb.stop(), 1)
 
     def test_senders_at_once_are_served_one_after_another(self):
         bodies = [bytes([65 + i]) * (100000 + i) for i in range(5)]
@@ -64,4 +61,4 @@ class Delivery(ZimbCase):
 
 
 if __name__ == "__main__":
-    zimbnet.main()
+    main()

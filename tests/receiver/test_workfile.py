@@ -3,8 +3,7 @@
 import os, time
 from pathlib import Path
 
-import zimbnet
-from zimbnet import ZimbCase, header
+from zimbnet import ZimbCase, header, main
 
 
 class WorkFile(ZimbCase):
@@ -47,10 +46,10 @@ class WorkFile(ZimbCase):
                 self.zimb.wait_for(f'"/var/tmp/zimbxxxx.tmp" is {kind}, not a file of zimb')
                 self.assertFalse(os.path.exists(self.path("p")))
                 os.unlink(work)  # once it is gone, the next transfer works
-                self.assertEqual(self.net.send(header("p", self.dir, 2) + b"hi"), b"OK\r")
+                self.deliver("p", self.dir, b"hi")
                 os.unlink(self.path("p"))
         self.assertEqual(target.read_bytes(), b"precious")
 
 
 if __name__ == "__main__":
-    zimbnet.main()
+    main()

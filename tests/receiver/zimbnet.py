@@ -5,13 +5,15 @@
 # name, resolving to loopback only, and its own /var/tmp, shared by the zimb of one test. Every
 # client socket is made in the sending namespace, by this file run there as the sender. A test
 # process has mounts of its own, so that a test may mount a small file system for zimb.
-import argparse, ctypes, os, pty, select, shutil, signal, socket, subprocess, sys, tempfile, time
-import unittest
+import argparse, ctypes, itertools, os, pty, select, shutil, signal, socket, subprocess, sys
+import tempfile, time, unittest
+from pathlib import Path
+from subprocess import PIPE
 
 SEND_IP, RECV_IP = "10.77.0.1", "10.77.0.2"
 SKIP = 77  # ctest's skip code for these scripts
 ZIMB = ZAST = None
-_serial = 0
+_serial = itertools.count()
 
 
 def run(*cmd, check=True, **kw):
@@ -42,9 +44,7 @@ class Net:
     # A sending and a receiving namespace joined by a veth pair; made whole or not at all.
 
     def __init__(self):
-        global _serial
-        _serial += 1
-        tag = f"{os.getpid() % 100000}x{_serial}"
+        tag = f"{os.getpid() % 100000}x{next(_serial)}"
         self.send_ns, self.recv_ns = f"zs{tag}", f"zr{tag}"
         self.veth_s, veth_r = f"vs{tag}", f"vr{tag}"
         try:
@@ -77,8 +77,7 @@ class Net:
             f.seek(0)
             return subprocess.Popen(("ip", "netns", "exec", ns or self.send_ns, sys.executable,
                                      os.path.abspath(__file__), host, str(port), str(hold),
-                                     str(at), str(times)), stdin=f, stdout=subprocess.PIPE,
-                                    stderr=subprocess.PIPE)
+                                     str(at), str(times)), stdin=f, stdout=PIPE, stderr=PIPE)
 
     def send(self, payload, timeout=30, **kw):
         # Sends payload bytes and returns the reply bytes.
@@ -126,33 +125,24 @@ def in_host(net, workdir):
 
 
 class Zimb:
-    # zimb on the receiving PC, in workdir, under a pseudo-terminal; or, without console, with
-    # standard input from /dev/null and its output into a file. Every command before zimb execs
-    # the next, so proc is zimb itself.
+    # zimb on the receiving PC, in workdir, under a pseudo-terminal (master); or, without
+    # console, with standard input from /dev/null and its output into a pipe (master too).
+    # Every command before zimb execs the next, so proc is zimb itself.
 
     def __init__(self, net, workdir, args=(), console=True):
         self.vartmp = os.path.join(workdir, "vartmp")
         environ = dict(os.environ, ASAN_OPTIONS="detect_leaks=0")  # zimb keeps its buffers
-        if console:
-            self.master, slave = pty.openpty()
-            stdin, self.log = slave, None
-        else:
-            slave, path = tempfile.mkstemp(dir=workdir, suffix=".log")
-            self.master, stdin, self.log = None, subprocess.DEVNULL, open(path, "rb")
-        self.proc = subprocess.Popen([*in_host(net, workdir), ZIMB, *args], stdin=stdin,
-                                     stdout=slave, stderr=slave, env=environ,
-                                     start_new_session=True)
+        self.master, slave = pty.openpty() if console else os.pipe()
+        self.proc = subprocess.Popen([*in_host(net, workdir), ZIMB, *args], stdout=slave,
+                                     stdin=slave if console else subprocess.DEVNULL,
+                                     stderr=slave, env=environ, start_new_session=True)
         os.close(slave)
         self.out = b""
 
     def read(self, timeout=0.2):
         # Everything zimb printed so far, terminal line ends turned back into '\n'.
         end = time.time() + timeout
-        if self.log:
-            time.sleep(timeout)
-            self.out += self.log.read()
-        while self.master is not None and select.select([self.master], [], [],
-                                                        max(end - time.time(), 0))[0]:
+        while select.select([self.master], [], [], max(end - time.time(), 0))[0]:
             try:
                 chunk = os.read(self.master, 65536)
             except OSError:  # the terminal is gone: zimb has exited
@@ -178,17 +168,11 @@ class Zimb:
     def key(self, byte=b"q"):
         os.write(self.master, byte)
 
-    def signal(self, sig):
-        os.kill(self.proc.pid, sig)
-
     def stop(self, timeout=10):
         # Presses a key and returns zimb's exit status.
         if self.proc.poll() is None:
             self.key()
-        try:
-            return self.proc.wait(timeout)
-        finally:
-            self.read(0.1)
+        return self.proc.wait(timeout)
 
     def kill(self):
         if self.proc.poll() is None:
@@ -197,10 +181,7 @@ class Zimb:
 
     def close(self):
         self.kill()
-        if self.master is not None:
-            os.close(self.master)
-        if self.log:
-            self.log.close()
+        os.close(self.master)
 
 
 class ZimbCase(unittest.TestCase):
@@ -234,15 +215,17 @@ class ZimbCase(unittest.TestCase):
 
     def put(self, name, data):
         # Writes a file below the test's folder, its folders made; returns its path.
-        path = self.path(name)
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "wb") as f:
-            f.write(data)
-        return path
+        os.makedirs(os.path.dirname(self.path(name)), exist_ok=True)
+        Path(self.path(name)).write_bytes(data)
+        return self.path(name)
 
     def got(self, *parts):
-        with open(self.path(*parts), "rb") as f:
-            return f.read()
+        return Path(self.path(*parts)).read_bytes()
+
+    def deliver(self, name, destdir, data, **kw):
+        # Sends data as name into destdir; checks the reply "OK" and the file.
+        self.assertEqual(self.net.send(header(name, destdir, len(data)) + data, **kw), b"OK\r")
+        self.assertEqual(self.got(destdir, name), data)
 
     def tmpfs(self, name, size):
         # A file system of size ("1m") at name below the test's folder; start zimb after it.
