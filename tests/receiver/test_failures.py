@@ -21,7 +21,7 @@ class Failures(ZimbCase):
         ]
         for payload, line, error in cases:
             with self.subTest(line=line[:40]):
-                reply = self.net.send(payload, hold=-1 if b"12x" not in payload else 0)
+                reply = self.net.send(payload, hold=-1 if error == RECV_ERR else 0)
                 self.assertEqual(reply, b"")
                 out = self.zimb.wait_for(f"ERROR: {error}", timeout=5)
                 self.assertIn(line, out)
@@ -38,9 +38,7 @@ class Failures(ZimbCase):
         cases = [  # (name, destdir, words of the reply)
             ("f.txt", self.path("missing"), self.path("missing", "f.txt")),
             ("f.txt", self.put("plainfile", b"no directory"), self.path("plainfile", "f.txt")),
-        ] + [("", self.path("q" + mark), " is a dir (") for mark in marks]  # moved, no file
-        for mark in marks:
-            os.makedirs(self.path("q" + mark))
+        ] + [("", self.folder("q" + mark), " is a dir (") for mark in marks]  # moved, no file
         for name, destdir, words in cases:
             with self.subTest(destdir=destdir):
                 reply = self.net.send(header(name, destdir, 3) + b"abc")

@@ -49,14 +49,13 @@ class Stops(ZimbCase):
             with self.subTest(how=how, busy=busy, console=console):
                 zimb, client = self.start((str(port),), console=console), None
                 if busy:  # the transfer line reaches even a file while zimb runs
-                    client = self.net.client(header("never.txt", self.dir, 10**6) + b"x" * 1000,
-                                             port)
+                    client = self.net.client(header("never.txt", self.dir, 10**6) + b"x" * 1000, port)
                     zimb.wait_for(f"-> {self.dir}/never.txt (1000000)\n")
                     time.sleep(0.2)  # the data phase has the first chunk
                 else:
                     self.put("vartmp/zimbxxxx.tmp", b"left over")
                 self.assertTrue(os.path.exists(work))
-                zimb.key() if how == "key" else os.kill(zimb.proc.pid, how)
+                os.write(zimb.master, b"q") if how == "key" else os.kill(zimb.proc.pid, how)
                 self.assertEqual(zimb.proc.wait(10), 1)
                 self.assertFalse(os.path.exists(work))
                 if console:  # echo and line editing are back

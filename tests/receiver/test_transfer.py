@@ -2,17 +2,15 @@
 # relies on, from our own client and from standard tools.
 import os, re
 
-from zimbnet import RECV_IP, SEND_IP, ZimbCase, header, main
+from zimbnet import BODY as body, RECV_IP, SEND_IP, ZimbCase, header, main
 
 
 class Delivery(ZimbCase):
     def test_files_arrive_exactly_with_their_reply_line_and_mode(self):
         self.assertEqual(re.findall("Listen at .*\n", self.zimb.read()),  # never on loopback
                          [f"Listen at {RECV_IP}:9500\n"])
-        body = bytes(range(256)) * 300 + b"\r\n\r tail"  # every byte value, CRs in the data
         d = self.dir
-        deep = os.path.join(d, "d" * (255 - len(d)))  # a directory field of 256 characters
-        os.makedirs(deep)
+        deep = self.folder("d" * (255 - len(d)))  # a directory field of 256 characters
         cases = [  # (name, destdir, bytes sent, count, execute bits)
             ("plain.dat", "", body, len(body), 0),  # no directory: zimb's working directory
             ("deep.dat", deep, body, len(body), 0),

@@ -1,7 +1,6 @@
 # The work file: receivers running at once keep theirs apart, and nothing planted at its name
 # is ever written through.
 import os, time
-from pathlib import Path
 
 from zimbnet import ZimbCase, header, main
 
@@ -33,11 +32,11 @@ class WorkFile(ZimbCase):
         self.assertEqual(os.listdir(self.zimb.vartmp), [])
 
     def test_a_link_fifo_or_foreign_file_at_its_name_fails_the_transfer(self):
-        work, target = self.path("vartmp", "zimbxxxx.tmp"), Path(self.put("target", b"precious"))
+        work, target = self.path("vartmp", "zimbxxxx.tmp"), self.put("target", b"precious")
         plants = {  # what is planted at the work file's name: the words of the error
             "a symbolic link": lambda: os.symlink(target, work),
             "a FIFO": lambda: os.mkfifo(work),
-            "another user's file": lambda: (Path(work).touch(), os.chown(work, 65534, 65534)),
+            "another user's file": lambda: (self.put(work, b""), os.chown(work, 65534, 65534)),
         }
         for kind, plant in plants.items():
             with self.subTest(kind=kind):
@@ -48,7 +47,7 @@ class WorkFile(ZimbCase):
                 os.unlink(work)  # once it is gone, the next transfer works
                 self.deliver("p", self.dir, b"hi")
                 os.unlink(self.path("p"))
-        self.assertEqual(target.read_bytes(), b"precious")
+        self.assertEqual(self.got(target), b"precious")
 
 
 if __name__ == "__main__":

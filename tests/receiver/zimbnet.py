@@ -11,7 +11,7 @@ from pathlib import Path
 from subprocess import PIPE
 
 SEND_IP, RECV_IP = "10.77.0.1", "10.77.0.2"
-SKIP = 77  # ctest's skip code for these scripts
+BODY = bytes(range(256)) * 300 + b"\r\n\r tail"  # every byte value, CRs in the data
 ZIMB = ZAST = None
 _serial = itertools.count()
 
@@ -37,7 +37,6 @@ def namespaces_unavailable():
                 net.close()
     except (RuntimeError, OSError) as failed:  # a command failed, or is missing
         return str(failed)
-    return None
 
 
 class Net:
@@ -116,8 +115,7 @@ def in_host(net, workdir):
     # host name zimb-rx resolving to loopback only, workdir/vartmp as /var/tmp, in workdir.
     os.makedirs(os.path.join(workdir, "vartmp"), exist_ok=True)
     hosts = os.path.join(workdir, "hosts")
-    with open(hosts, "w") as f:
-        f.write("127.0.0.1 localhost zimb-rx\n")
+    Path(hosts).write_text("127.0.0.1 localhost zimb-rx\n")
     setup = (f"hostname zimb-rx && mount --bind {hosts} /etc/hosts && "
              f"mount --bind {workdir}/vartmp /var/tmp && cd {workdir} && exec \"$0\" \"$@\"")
     return ("ip", "netns", "exec", net.recv_ns, "unshare", "--uts", "--mount", "--propagation",
@@ -131,11 +129,11 @@ class Zimb:
 
     def __init__(self, net, workdir, args=(), console=True):
         self.vartmp = os.path.join(workdir, "vartmp")
-        environ = dict(os.environ, ASAN_OPTIONS="detect_leaks=0")  # zimb keeps its buffers
         self.master, slave = pty.openpty() if console else os.pipe()
         self.proc = subprocess.Popen([*in_host(net, workdir), ZIMB, *args], stdout=slave,
                                      stdin=slave if console else subprocess.DEVNULL,
-                                     stderr=slave, env=environ, start_new_session=True)
+                                     stderr=slave, start_new_session=True,
+                                     env=dict(os.environ, ASAN_OPTIONS="detect_leaks=0"))
         os.close(slave)
         self.out = b""
 
@@ -159,19 +157,10 @@ class Zimb:
                 return self.read(0)
         raise AssertionError(f"zimb never printed {text!r}; it printed:\n{self.read(0)}")
 
-    def drain(self, proc):
-        # Reads the console while proc runs (a full terminal would block zimb's printf).
-        while proc.poll() is None:
-            self.read(0.05)
-        return proc.communicate()
-
-    def key(self, byte=b"q"):
-        os.write(self.master, byte)
-
     def stop(self, timeout=10):
         # Presses a key and returns zimb's exit status.
         if self.proc.poll() is None:
-            self.key()
+            os.write(self.master, b"q")  # a key
         return self.proc.wait(timeout)
 
     def kill(self):
@@ -213,9 +202,14 @@ class ZimbCase(unittest.TestCase):
     def path(self, *parts):
         return os.path.join(self.dir, *parts)
 
+    def folder(self, *parts):
+        # Makes a folder below the test's folder, with its parents; returns its path.
+        os.makedirs(self.path(*parts), exist_ok=True)
+        return self.path(*parts)
+
     def put(self, name, data):
         # Writes a file below the test's folder, its folders made; returns its path.
-        os.makedirs(os.path.dirname(self.path(name)), exist_ok=True)
+        self.folder(os.path.dirname(name))
         Path(self.path(name)).write_bytes(data)
         return self.path(name)
 
@@ -229,8 +223,7 @@ class ZimbCase(unittest.TestCase):
 
     def tmpfs(self, name, size):
         # A file system of size ("1m") at name below the test's folder; start zimb after it.
-        os.makedirs(self.path(name))
-        run("mount", "-t", "tmpfs", "-o", f"size={size}", "tmpfs", self.path(name))
+        run("mount", "-t", "tmpfs", "-o", f"size={size}", "tmpfs", self.folder(name))
         self.addCleanup(run, "umount", "-l", self.path(name), check=False)
         return self.path(name)
 
@@ -246,10 +239,9 @@ def main():
     parser.add_argument("--zast")
     args, rest = parser.parse_known_args()
     ZIMB, ZAST = os.path.abspath(args.zimb), args.zast and os.path.abspath(args.zast)
-    why = namespaces_unavailable()
-    if why:
+    if why := namespaces_unavailable():
         print(f"SKIPPED: {why}")
-        sys.exit(SKIP)
+        sys.exit(77)  # ctest's skip code for these scripts
     libc = ctypes.CDLL(None, use_errno=True)  # mounts of our own: a test's tmpfs stays here
     if libc.unshare(0x00020000) != 0:  # CLONE_NEWNS
         raise OSError(ctypes.get_errno(), "unshare")
