@@ -41,9 +41,8 @@ class Stops(ZimbCase):
     def test_a_key_or_a_stop_signal_ends_zimb_the_same_way(self):
         work = self.path("vartmp", "zimbxxxx.tmp")
         rows = [  # (stopped by, during a transfer, with a console)
-            ("key", False, True), ("key", True, True),
-            (signal.SIGINT, False, True), (signal.SIGINT, True, True),
-            (signal.SIGTERM, False, True), (signal.SIGTERM, True, False),
+            ("key", False, True), ("key", True, True), (signal.SIGINT, False, True),
+            (signal.SIGINT, True, True), (signal.SIGTERM, False, True), (signal.SIGTERM, True, False),
         ]
         for port, (how, busy, console) in enumerate(rows, 9500):  # a port each: no TIME_WAIT
             with self.subTest(how=how, busy=busy, console=console):
