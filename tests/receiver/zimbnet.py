@@ -103,20 +103,27 @@ def sender(host, port, hold, at, times):
             if hold < 0:
                 return  # the sender gives up: no reply is read
             time.sleep(hold)
-            s.sendall(data[at:])
             try:
+                s.sendall(data[at:])
                 sys.stdout.buffer.write(s.makefile("rb").read())
             except ConnectionResetError:  # zimb closed with data unread: no reply
                 pass
+
+
+def until(done, timeout=10):
+    # Waits until done() holds, at most timeout seconds; returns its last value.
+    end = time.time() + timeout
+    while not done() and time.time() < end:
+        time.sleep(0.01)
+    return done()
 
 
 def in_host(net, workdir):
     # The command prefix that runs a command as on the receiving PC: in its namespace, with the
     # host name zimb-rx resolving to loopback only, workdir/vartmp as /var/tmp, in workdir.
     os.makedirs(os.path.join(workdir, "vartmp"), exist_ok=True)
-    hosts = os.path.join(workdir, "hosts")
-    Path(hosts).write_text("127.0.0.1 localhost zimb-rx\n")
-    setup = (f"hostname zimb-rx && mount --bind {hosts} /etc/hosts && "
+    Path(workdir, "hosts").write_text("127.0.0.1 localhost zimb-rx\n")
+    setup = (f"hostname zimb-rx && mount --bind {workdir}/hosts /etc/hosts && "
              f"mount --bind {workdir}/vartmp /var/tmp && cd {workdir} && exec \"$0\" \"$@\"")
     return ("ip", "netns", "exec", net.recv_ns, "unshare", "--uts", "--mount", "--propagation",
             "private", "sh", "-c", setup)
@@ -151,10 +158,8 @@ class Zimb:
         return self.out.replace(b"\r\n", b"\n").decode("latin-1")
 
     def wait_for(self, text, timeout=10):
-        end = time.time() + timeout
-        while time.time() < end:
-            if text in self.read(0.05):
-                return self.read(0)
+        if until(lambda: text in self.read(0.05), timeout):
+            return self.read(0)
         raise AssertionError(f"zimb never printed {text!r}; it printed:\n{self.read(0)}")
 
     def stop(self, timeout=10):
