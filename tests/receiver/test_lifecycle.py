@@ -47,7 +47,7 @@ class Stops(ZimbCase):
         for port, (how, busy, console) in enumerate(rows, 9500):  # a port each: no TIME_WAIT
             with self.subTest(how=how, busy=busy, console=console):
                 zimb, client = self.start((str(port),), console=console), None
-                if busy:  # the transfer line reaches even a file while zimb runs
+                if busy:  # the transfer line reaches even a pipe while zimb runs
                     client = self.net.client(header("never.txt", self.dir, 10**6) + b"x" * 1000, port)
                     zimb.wait_for(f"-> {self.dir}/never.txt (1000000)\n")
                     time.sleep(0.2)  # the data phase has the first chunk
