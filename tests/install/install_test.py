@@ -1,12 +1,7 @@
-"""cmake --install into a temporary prefix: install_test.py BUILD_DIR. The programs run from
-there, their manual pages render without warnings, and zimb's service unit names the installed
-program and passes systemd-analyze verify."""
-import os
-import shutil
-import subprocess
-import sys
-import tempfile
-import unittest
+# cmake --install into a temporary prefix: install_test.py BUILD_DIR. The programs run from
+# there, their manual pages render without warnings, and zimb's service unit names the installed
+# program and passes systemd-analyze verify.
+import os, shutil, subprocess, sys, tempfile, unittest
 
 BUILD = None
 
@@ -16,38 +11,39 @@ def run(*cmd, **kw):
 
 
 class Install(unittest.TestCase):
-    def setUp(self):
-        self.prefix = tempfile.mkdtemp(prefix="zimb-install-")
-        self.addCleanup(shutil.rmtree, self.prefix)
-        done = run("cmake", "--install", BUILD, "--prefix", self.prefix)
-        self.assertEqual(done.returncode, 0, done.stderr)
-        self.unit = os.path.join(self.prefix, "lib/systemd/system/zimb@.service")
+    @classmethod
+    def setUpClass(cls):  # one install serves every test: they only read it
+        cls.prefix = tempfile.mkdtemp(prefix="zimb-install-")
+        cls.addClassCleanup(shutil.rmtree, cls.prefix)
+        done = run("cmake", "--install", BUILD, "--prefix", cls.prefix)
+        if done.returncode != 0:
+            raise RuntimeError(f"cmake --install failed: {done.stderr}")
 
-    def test_the_programs_run_from_the_prefix(self):
-        for prog, status, usage in (("zimb", 1, "\tzimb {port}\n"), ("zast", 2, "Usage: zast ")):
-            done = run(os.path.join(self.prefix, "bin", prog), "x", "y", "z", "w",
-                       stdin=subprocess.DEVNULL)
-            self.assertEqual(done.returncode, status, prog)
-            self.assertIn(usage, done.stdout + done.stderr)
-
-    def test_the_manual_pages_render_every_section(self):
-        pages = (("zimb", ("SYNOPSIS", "PROTOCOL", "REPLIES", "CONSOLE OUTPUT", "EXIT STATUS",
-                           "FILES", "SECURITY", "/var/tmp/zimbxxxx.tmp", "The sender chooses")),
-                 ("zast", ("SYNOPSIS", "OPTIONS", "EXIT STATUS", "EXAMPLES")))
-        for prog, sections in pages:
-            man = os.path.join(self.prefix, f"share/man/man1/{prog}.1")
-            done = run("man", "--warnings", "-l", man, env=dict(os.environ, MANWIDTH="80"))
-            self.assertEqual(done.stderr, "", prog)
-            for section in sections:
-                self.assertIn(section, done.stdout, prog)
+    def test_the_programs_run_from_the_prefix_with_their_manual_pages(self):
+        progs = [  # (program, exit status for four bad arguments, its usage, words of its page)
+            ("zimb", 1, "\tzimb {port}\n", ["SYNOPSIS", "PROTOCOL", "REPLIES", "CONSOLE OUTPUT",
+             "EXIT STATUS", "FILES", "SECURITY", "/var/tmp/zimbxxxx.tmp", "The sender chooses"]),
+            ("zast", 2, "Usage: zast ", ["SYNOPSIS", "OPTIONS", "EXIT STATUS", "EXAMPLES"]),
+        ]
+        for prog, status, usage, words in progs:
+            with self.subTest(prog=prog):
+                done = run(os.path.join(self.prefix, "bin", prog), "x", "y", "z", "w",
+                           stdin=subprocess.DEVNULL)
+                self.assertEqual(done.returncode, status)
+                self.assertIn(usage, done.stdout + done.stderr)
+                man = os.path.join(self.prefix, f"share/man/man1/{prog}.1")
+                done = run("man", "--warnings", "-l", man, env=dict(os.environ, MANWIDTH="80"))
+                self.assertEqual(done.stderr, "")
+                self.assertEqual([w for w in words if w not in done.stdout], [])
 
     def test_the_unit_runs_the_installed_program_and_verifies(self):
-        with open(self.unit) as f:
+        unit = os.path.join(self.prefix, "lib/systemd/system/zimb@.service")
+        with open(unit) as f:
             self.assertIn(f"\nExecStart={self.prefix}/bin/zimb --safe --root ${{ZIMB_ROOT}} ", f.read())
         if not shutil.which("systemd-analyze"):
             self.skipTest("systemd-analyze missing (package systemd)")
         instance = os.path.join(self.prefix, "zimb@9500.service")
-        shutil.copy(self.unit, instance)
+        shutil.copy(unit, instance)
         done = run("systemd-analyze", "verify", instance,
                    env=dict(os.environ, MANPATH=os.path.join(self.prefix, "share/man")))
         self.assertEqual((done.returncode, done.stderr), (0, ""))

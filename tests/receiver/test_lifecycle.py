@@ -1,11 +1,6 @@
-"""Starting zimb, and stopping it with a key or a signal: the usage text, the exit status, the
-last lines, the terminal and the work file."""
-import os
-import signal
-import subprocess
-import termios
-import time
-from pathlib import Path
+# Starting zimb, and stopping it with a key or a signal: the usage text, the exit status, the
+# last lines, the terminal and the work file.
+import os, signal, subprocess, termios, time, unittest
 
 import zimbnet
 from zimbnet import RECV_IP, ZimbCase, header
@@ -14,18 +9,30 @@ USAGE_START = "ZAST (transmit) and ZIMB (receive) transfer files btw PCs via an 
 USAGE_END = "\tport      = Socket port (default = 9500)\n\n"
 
 
-class BadPort(ZimbCase):
-    listens = False
-
-    def test_a_bad_port_prints_the_usage_and_exits_with_1(self):
-        for port in ("abc", "70000", "-1", "", "95x"):
-            with self.subTest(port=port):
-                done = subprocess.run([zimbnet.ZIMB, port], capture_output=True, text=True,
+class CommandLine(unittest.TestCase):
+    def test_a_bad_command_line_prints_the_usage_and_what_was_wrong(self):
+        cases = [  # (arguments, exit status, line on standard error); a bad port: the usage only
+            *[([port], 1, "") for port in ("abc", "70000", "-1", "", "95x")],
+            (["--help"], 0, ""),
+            (["--bogus"], 1, 'zimb: unknown option "--bogus"'),
+            (["--timeout"], 1, "zimb: --timeout needs a value"),
+            (["--timeout", "0"], 1, 'zimb: --timeout "0": 0 seconds would drop every sender'),
+            (["--listen", "10.0.0.300"], 1, 'zimb: --listen "10.0.0.300": 10.0.0.300 is invalid'),
+            (["--root", "/no/such/dir"], 1, 'zimb: --root "/no/such/dir": Dir "/no/such/dir" not'),
+            (["--allow", "10.0.0.9...10.0.0.1"], 1, "runs backwards"),
+            (["--safe", "9500", "--root", "/"], 1, 'option "--root" after the port'),
+            (["--safe", "99999"], 1, 'zimb: port "99999": Integer > 65535'),
+        ]
+        for args, status, line in cases:
+            with self.subTest(args=args):
+                done = subprocess.run([zimbnet.ZIMB, *args], capture_output=True, text=True,
                                       stdin=subprocess.DEVNULL, timeout=10)
-                self.assertEqual(done.returncode, 1)
+                self.assertEqual(done.returncode, status)
                 self.assertTrue(done.stdout.startswith(USAGE_START), done.stdout)
                 self.assertIn(USAGE_END, done.stdout)
-                self.assertEqual(done.stdout.count("\n"), 11)  # the contact line ends it
+                self.assertIn(line, done.stderr)
+                options = args[0].startswith("--")  # only then the options follow the usage
+                self.assertEqual(done.stdout.count("\n"), 21 if options else 11, done.stdout)
 
 
 class Stops(ZimbCase):
@@ -33,24 +40,21 @@ class Stops(ZimbCase):
 
     def test_a_key_or_a_stop_signal_ends_zimb_the_same_way(self):
         work = self.path("vartmp", "zimbxxxx.tmp")
-        payload = Path(self.path("payload"))
-        payload.write_bytes(header("never.txt", self.dir, 10**6) + b"x" * 1000)
         rows = [  # (stopped by, during a transfer, with a console)
-            ("key", False, True), ("key", True, True),
-            (signal.SIGINT, False, True), (signal.SIGINT, True, True),
-            (signal.SIGTERM, False, True), (signal.SIGTERM, True, False),
+            ("key", False, True), ("key", True, True), (signal.SIGINT, False, True),
+            (signal.SIGINT, True, True), (signal.SIGTERM, False, True), (signal.SIGTERM, True, False),
         ]
         for port, (how, busy, console) in enumerate(rows, 9500):  # a port each: no TIME_WAIT
             with self.subTest(how=how, busy=busy, console=console):
                 zimb, client = self.start((str(port),), console=console), None
-                if busy:  # the transfer line reaches even a file while zimb runs
-                    client = self.net.start_client(str(payload), hold=3, port=port)
+                if busy:  # the transfer line reaches even a pipe while zimb runs
+                    client = self.net.client(header("never.txt", self.dir, 10**6) + b"x" * 1000, port)
                     zimb.wait_for(f"-> {self.dir}/never.txt (1000000)\n")
-                    time.sleep(0.3)  # the data phase has the first chunk
+                    time.sleep(0.2)  # the data phase has the first chunk
                 else:
-                    Path(work).write_text("left over")
+                    self.put("vartmp/zimbxxxx.tmp", b"left over")
                 self.assertTrue(os.path.exists(work))
-                zimb.key() if how == "key" else zimb.signal(how)
+                os.write(zimb.master, b"q") if how == "key" else os.kill(zimb.proc.pid, how)
                 self.assertEqual(zimb.proc.wait(10), 1)
                 self.assertFalse(os.path.exists(work))
                 if console:  # echo and line editing are back

@@ -1,30 +1,23 @@
-"""Two PCs on one machine for the end-to-end tests of every file that starts zimb: a sending
-and a receiving network namespace joined by a veth pair (10.77.0.1 sends, 10.77.0.2
-receives), made fresh for every test. ZimbCase.start runs one more zimb there, with any
-arguments, under a pseudo-terminal (a key press is a byte written to it) or without a
-console. The receiving PC has its own host name, resolving to loopback only, and its own
-/var/tmp, shared by the zimb of one test. Every client socket is made in the sending one.
-"""
-import argparse
-import os
-import pty
-import select
-import shutil
-import subprocess
-import sys
-import tempfile
-import time
-import unittest
+# Two PCs on one machine for the end-to-end tests of zimb and zast: a sending and a receiving
+# network namespace joined by a veth pair (10.77.0.1 sends, 10.77.0.2 receives), made fresh for
+# every test. ZimbCase.start runs one more zimb there, with any arguments, under a pseudo-terminal
+# (a key press is a byte written to it) or without a console. The receiving PC has its own host
+# name, resolving to loopback only, and its own /var/tmp, shared by the zimb of one test. Every
+# client socket is made in the sending namespace, by this file run there as the sender. A test
+# process has mounts of its own, so that a test may mount a small file system for zimb.
+import argparse, ctypes, itertools, os, pty, select, shutil, signal, socket, subprocess, sys
+import tempfile, time, unittest
+from pathlib import Path
+from subprocess import PIPE
 
 SEND_IP, RECV_IP = "10.77.0.1", "10.77.0.2"
-CLIENT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "zsend.py")
-SKIP = 77  # ctest's skip code for these scripts
-ZIMB = None
-_serial = 0
+BODY = bytes(range(256)) * 300 + b"\r\n\r tail"  # every byte value, CRs in the data
+ZIMB = ZAST = None
+_serial = itertools.count()
 
 
 def run(*cmd, check=True, **kw):
-    """Runs a command; a failure raises with the command and its own error text."""
+    # Runs a command; a failure raises with the command and its own error text.
     done = subprocess.run(cmd, check=False, capture_output=True, text=True, **kw)
     if check and done.returncode != 0:
         raise RuntimeError(f"{' '.join(cmd)}: {(done.stderr or done.stdout).strip()}")
@@ -32,7 +25,7 @@ def run(*cmd, check=True, **kw):
 
 
 def namespaces_unavailable():
-    """Why the tests cannot run here, or None: a trial of every operation they need."""
+    # Why the tests cannot run here, or None: a trial of every operation they need.
     if os.geteuid() != 0:
         return "not root: network namespaces cannot be made"
     try:
@@ -44,16 +37,13 @@ def namespaces_unavailable():
                 net.close()
     except (RuntimeError, OSError) as failed:  # a command failed, or is missing
         return str(failed)
-    return None
 
 
 class Net:
-    """A sending and a receiving namespace joined by a veth pair; made whole or not at all."""
+    # A sending and a receiving namespace joined by a veth pair; made whole or not at all.
 
     def __init__(self):
-        global _serial
-        _serial += 1
-        tag = f"{os.getpid() % 100000}x{_serial}"
+        tag = f"{os.getpid() % 100000}x{next(_serial)}"
         self.send_ns, self.recv_ns = f"zs{tag}", f"zr{tag}"
         self.veth_s, veth_r = f"vs{tag}", f"vr{tag}"
         try:
@@ -75,68 +65,89 @@ class Net:
             run("ip", "netns", "del", ns, check=False)
 
     def sender(self, *cmd, **kw):
-        """Runs a command in the sending namespace."""
+        # Runs a command in the sending namespace.
         return subprocess.run(("ip", "netns", "exec", self.send_ns) + cmd, capture_output=True, **kw)
 
-    def send(self, payload, hold=0.0, port=9500, timeout=30):
-        """Sends payload bytes from the sending PC and returns the reply bytes."""
-        with tempfile.NamedTemporaryFile() as f:
+    def client(self, payload, port=9500, hold=0.0, at=-1, times=1, ns=None, host=RECV_IP):
+        # Starts the sender of payload bytes (see sender below); .communicate() gives the
+        # reply. ns and host put it elsewhere, such as on the receiving PC's loopback.
+        with tempfile.TemporaryFile() as f:
             f.write(payload)
-            f.flush()
-            reply, err = self.start_client(f.name, hold, port).communicate(timeout=timeout)
+            f.seek(0)
+            return subprocess.Popen(("ip", "netns", "exec", ns or self.send_ns, sys.executable,
+                                     os.path.abspath(__file__), host, str(port), str(hold),
+                                     str(at), str(times)), stdin=f, stdout=PIPE, stderr=PIPE)
+
+    def send(self, payload, timeout=30, **kw):
+        # Sends payload bytes and returns the reply bytes.
+        reply, err = self.client(payload, **kw).communicate(timeout=timeout)
         if err:
             raise AssertionError(f"client failed: {err.decode()}")
         return reply
 
-    def start_client(self, payload_file, hold=0.0, port=9500, pause_at=None):
-        """Starts a client in the background; .communicate() gives the reply. With pause_at
-        it holds after that many bytes instead of after all of them."""
-        at = () if pause_at is None else (str(pause_at),)
-        return subprocess.Popen(("ip", "netns", "exec", self.send_ns, sys.executable, CLIENT,
-                                 RECV_IP, str(port), payload_file, str(hold), *at),
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    def slow(self, rate):
+        # Limits the sending PC's link to rate, as tc writes it ("16mbit").
+        run("ip", "netns", "exec", self.send_ns, "tc", "qdisc", "add", "dev", self.veth_s,
+            "root", "tbf", "rate", rate, "burst", "32kb", "latency", "100ms")
+
+
+def sender(host, port, hold, at, times):
+    # The client: sends standard input's bytes, the first AT (all when negative), waits HOLD
+    # seconds (so that zimb sees a pause; closes at once when negative), sends the rest and
+    # writes the reply to standard output up to zimb's close; TIMES connections in turn.
+    data = sys.stdin.buffer.read()
+    at = len(data) if at < 0 else at
+    for _ in range(times):
+        with socket.create_connection((host, port), timeout=30) as s:
+            s.sendall(data[:at])
+            if hold < 0:
+                return  # the sender gives up: no reply is read
+            time.sleep(hold)
+            try:
+                s.sendall(data[at:])
+                sys.stdout.buffer.write(s.makefile("rb").read())
+            except ConnectionResetError:  # zimb closed with data unread: no reply
+                pass
+
+
+def until(done, timeout=10):
+    # Waits until done() holds, at most timeout seconds; returns its last value.
+    end = time.time() + timeout
+    while not done() and time.time() < end:
+        time.sleep(0.01)
+    return done()
 
 
 def in_host(net, workdir):
-    """The command prefix that runs a command as on the receiving PC: in its namespace, with the
-    host name zimb-rx resolving to loopback only, workdir/vartmp as /var/tmp, in workdir."""
+    # The command prefix that runs a command as on the receiving PC: in its namespace, with the
+    # host name zimb-rx resolving to loopback only, workdir/vartmp as /var/tmp, in workdir.
     os.makedirs(os.path.join(workdir, "vartmp"), exist_ok=True)
-    hosts = os.path.join(workdir, "hosts")
-    with open(hosts, "w") as f:
-        f.write("127.0.0.1 localhost zimb-rx\n")
-    setup = (f"hostname zimb-rx && mount --bind {hosts} /etc/hosts && "
+    Path(workdir, "hosts").write_text("127.0.0.1 localhost zimb-rx\n")
+    setup = (f"hostname zimb-rx && mount --bind {workdir}/hosts /etc/hosts && "
              f"mount --bind {workdir}/vartmp /var/tmp && cd {workdir} && exec \"$0\" \"$@\"")
     return ("ip", "netns", "exec", net.recv_ns, "unshare", "--uts", "--mount", "--propagation",
             "private", "sh", "-c", setup)
 
 
 class Zimb:
-    """zimb on the receiving PC, in workdir, under a pseudo-terminal; or, without console, with
-    standard input from /dev/null and its output into a file."""
+    # zimb on the receiving PC, in workdir, under a pseudo-terminal (master); or, without
+    # console, with standard input from /dev/null and its output into a pipe (master too).
+    # Every command before zimb execs the next, so proc is zimb itself.
 
     def __init__(self, net, workdir, args=(), console=True):
         self.vartmp = os.path.join(workdir, "vartmp")
-        environ = dict(os.environ, ASAN_OPTIONS="detect_leaks=0")  # zimb keeps its buffers
-        if console:
-            self.master, slave = pty.openpty()
-            stdin, self.log = slave, None
-        else:
-            slave, path = tempfile.mkstemp(dir=workdir, suffix=".log")
-            self.master, stdin, self.log = None, subprocess.DEVNULL, open(path, "rb")
-        self.proc = subprocess.Popen([*in_host(net, workdir), ZIMB, *args], stdin=stdin,
-                                     stdout=slave, stderr=slave, env=environ,
-                                     start_new_session=True)
+        self.master, slave = pty.openpty() if console else os.pipe()
+        self.proc = subprocess.Popen([*in_host(net, workdir), ZIMB, *args], stdout=slave,
+                                     stdin=slave if console else subprocess.DEVNULL,
+                                     stderr=slave, start_new_session=True,
+                                     env=dict(os.environ, ASAN_OPTIONS="detect_leaks=0"))
         os.close(slave)
         self.out = b""
 
     def read(self, timeout=0.2):
-        """Everything zimb printed so far, terminal line ends turned back into '\\n'."""
+        # Everything zimb printed so far, terminal line ends turned back into '\n'.
         end = time.time() + timeout
-        if self.log:
-            time.sleep(timeout)
-            self.out += self.log.read()
-        while self.master is not None and select.select([self.master], [], [],
-                                                        max(end - time.time(), 0))[0]:
+        while select.select([self.master], [], [], max(end - time.time(), 0))[0]:
             try:
                 chunk = os.read(self.master, 65536)
             except OSError:  # the terminal is gone: zimb has exited
@@ -147,61 +158,79 @@ class Zimb:
         return self.out.replace(b"\r\n", b"\n").decode("latin-1")
 
     def wait_for(self, text, timeout=10):
-        end = time.time() + timeout
-        while time.time() < end:
-            if text in self.read(0.05):
-                return self.read(0)
+        if until(lambda: text in self.read(0.05), timeout):
+            return self.read(0)
         raise AssertionError(f"zimb never printed {text!r}; it printed:\n{self.read(0)}")
 
-    def key(self, byte=b"q"):
-        os.write(self.master, byte)
-
-    def signal(self, sig):
-        os.kill(self.proc.pid, sig)  # zimb itself: every command before it execs the next
-
     def stop(self, timeout=10):
-        """Presses a key and returns zimb's exit status."""
+        # Presses a key and returns zimb's exit status.
         if self.proc.poll() is None:
-            self.key()
-        try:
-            return self.proc.wait(timeout)
-        finally:
-            self.read(0.1)
+            os.write(self.master, b"q")  # a key
+        return self.proc.wait(timeout)
+
+    def kill(self):
+        if self.proc.poll() is None:
+            os.killpg(self.proc.pid, signal.SIGKILL)
+            self.proc.wait()
 
     def close(self):
-        if self.proc.poll() is None:
-            os.killpg(self.proc.pid, 9)
-            self.proc.wait()
-        if self.master is not None:
-            os.close(self.master)
-        if self.log:
-            self.log.close()
+        self.kill()
+        os.close(self.master)
 
 
 class ZimbCase(unittest.TestCase):
-    """A test case with fresh namespaces and a zimb listening on the receiving PC."""
+    # A test case with fresh namespaces and a zimb listening on the receiving PC.
 
     zimb_args = ()  # None: the test starts its own
-    listens = True  # wait for the listening line before the test starts
 
     def setUp(self):
         self.dir = tempfile.mkdtemp(prefix="zimb-e2e-")
         self.addCleanup(shutil.rmtree, self.dir, True)
         self.net = Net()
         self.addCleanup(self.net.close)
-        if self.zimb_args is not None:
-            self.zimb = self.start(self.zimb_args, self.listens)
+        self.zimb = None if self.zimb_args is None else self.start(self.zimb_args)
 
     def start(self, args=(), listens=True, console=True):
-        """One more zimb on the receiving PC, sharing its /var/tmp; stopped at the test's end."""
+        # One more zimb on the receiving PC, sharing its /var/tmp; stopped at the test's end.
         zimb = Zimb(self.net, self.dir, args, console)
         self.addCleanup(zimb.close)
         if listens:
             zimb.wait_for(f"Listen at {RECV_IP}:")
         return zimb
 
+    def restart(self, *args, listens=True):
+        # zimb with these arguments, in place of the one before (killed).
+        if self.zimb:
+            self.zimb.kill()
+        self.zimb = self.start(args, listens)
+
     def path(self, *parts):
         return os.path.join(self.dir, *parts)
+
+    def folder(self, *parts):
+        # Makes a folder below the test's folder, with its parents; returns its path.
+        os.makedirs(self.path(*parts), exist_ok=True)
+        return self.path(*parts)
+
+    def put(self, name, data):
+        # Writes a file below the test's folder, its folders made; returns its path.
+        self.folder(os.path.dirname(name))
+        Path(self.path(name)).write_bytes(data)
+        return self.path(name)
+
+    def got(self, *parts):
+        return Path(self.path(*parts)).read_bytes()
+
+    def deliver(self, name, destdir, data, **kw):
+        # Sends data as name into destdir; checks the reply "OK" and the file.
+        self.assertEqual(self.net.send(header(name, destdir, len(data)) + data, **kw), b"OK\r")
+        self.assertEqual(self.got(destdir, name), data)
+
+    def tmpfs(self, name, size):
+        # A file system of size ("1m") at name below the test's folder; start zimb after it.
+        run("mount", "-t", "tmpfs", "-o", f"size={size}", "tmpfs", self.folder(name))
+        self.addCleanup(run, "umount", "-l", self.path(name), check=False)
+        return self.path(name)
 
 
 def header(name, destdir, count):
@@ -209,13 +238,21 @@ def header(name, destdir, count):
 
 
 def main():
-    global ZIMB
+    global ZIMB, ZAST
     parser = argparse.ArgumentParser()
     parser.add_argument("--zimb", required=True)
+    parser.add_argument("--zast")
     args, rest = parser.parse_known_args()
-    ZIMB = os.path.abspath(args.zimb)
-    why = namespaces_unavailable()
-    if why:
+    ZIMB, ZAST = os.path.abspath(args.zimb), args.zast and os.path.abspath(args.zast)
+    if why := namespaces_unavailable():
         print(f"SKIPPED: {why}")
-        sys.exit(SKIP)
+        sys.exit(77)  # ctest's skip code for these scripts
+    libc = ctypes.CDLL(None, use_errno=True)  # mounts of our own: a test's tmpfs stays here
+    if libc.unshare(0x00020000) != 0:  # CLONE_NEWNS
+        raise OSError(ctypes.get_errno(), "unshare")
+    run("mount", "--make-rprivate", "/")
     unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)
+
+
+if __name__ == "__main__":
+    sender(sys.argv[1], int(sys.argv[2]), float(sys.argv[3]), int(sys.argv[4]), int(sys.argv[5]))
