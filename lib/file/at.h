@@ -11,8 +11,9 @@
 // empty or null path opens dfd's own directory again. follow 1 opens it as the system would
 // (links followed, ".." allowed); follow 0 walks it component by component with O_NOFOLLOW
 // and O_DIRECTORY: a link, a ".." component or a component that is no directory fails. Empty
-// and "." components are skipped, so a leading "/" stays below dfd too. Returns the descriptor (caller closes it), or -1 with
-// "Dir \"path\" not found" or "DIR_AT:\"path\" (err #N:text)"; nothing stays open then.
+// and "." components are skipped, so a leading "/" stays below dfd too. Returns the descriptor
+// (caller closes it), or -1 with "Dir \"path\" not found" or "DIR_AT:\"path\" (err #N:text)";
+// nothing stays open then.
 int32_t DIR_AT(int32_t dfd, const char* path, char follow);
 
 #endif
