@@ -59,7 +59,7 @@ char** ALLOW_CL(const char* list) {
         cl[i] = S_CP(entry_of(e ? e : ""));
         p = comma ? comma + 1 : p + strlen(p);
     }
-    if (err_) ALLOW_FR(&cl);
+    if (err_) CL_FR(&cl);
     return cl;
 }
 
@@ -77,12 +77,4 @@ char ALLOW_OK(char* const* cl, const sockaddr_in* sai) {
     ERR_S();
     POP_ERR();
     return ok;
-}
-
-void ALLOW_FR(char*** cl) {
-    if (!cl || !*cl) return;
-    for (char** e = *cl; *e; e++) MEM_FR(e);
-    char* block = reinterpret_cast<char*>(*cl);
-    MEM_FR(&block);
-    *cl = nullptr;
 }

@@ -37,7 +37,7 @@ static void set_root(ZOPTS* o, const char* v) {
 }
 
 static void set_allow(ZOPTS* o, const char* v) {
-    ALLOW_FR(&o->allow);
+    CL_FR(&o->allow);
     o->allow = ALLOW_CL(v);
 }
 
@@ -110,5 +110,5 @@ void ZOPTS_RD(int argc, char** argv, ZOPTS* o) {
 void ZOPTS_FR(ZOPTS* o) {
     if (o->root_fd >= 0) close(o->root_fd);
     o->root_fd = -1;
-    ALLOW_FR(&o->allow);
+    CL_FR(&o->allow);
 }

@@ -101,15 +101,7 @@ char** FSPEC_GLOB(const char* fspec, uint32_t* n) {
         qsort(list, count, sizeof(char*), by_name);
     }
     MEM_FR(&pat);
-    if (RTN_ERR(rtn)) GLOB_FR(&list);
+    if (RTN_ERR(rtn)) CL_FR(&list);
     if (n && list) *n = count;
     return list;
-}
-
-void GLOB_FR(char*** list) {
-    if (!list || !*list) return;
-    for (char** p = *list; *p; p++) MEM_FR(p);
-    char* block = reinterpret_cast<char*>(*list);
-    MEM_FR(&block);
-    *list = nullptr;
 }

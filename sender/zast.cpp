@@ -91,7 +91,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     if (n == 0) {
-        GLOB_FR(&files);
+        CL_FR(&files);
         return usage_exit(UT_SM_CP("no regular file matches \"", opt.fspec, "\"", nullptr));
     }
 
@@ -117,7 +117,7 @@ int main(int argc, char** argv) {
 
     MEM_FR(&where);
     MEM_FR(&dir);
-    GLOB_FR(&files);
+    CL_FR(&files);
     SCK_SYS_CL();
     return ok == n ? 0 : 1;
 }

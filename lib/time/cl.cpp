@@ -221,3 +221,11 @@ uint32_t CL_X(const char* const* cl, const char* txt, char report, char mt) {
     if (report) SM_ERR(qt, txt, qt, " is undefined selection", nullptr);
     return miss;
 }
+
+void CL_FR(char*** cl) {
+    if (!cl || !*cl) return;
+    for (char** e = *cl; *e; e++) MEM_FR(e);
+    char* block = reinterpret_cast<char*>(*cl);
+    MEM_FR(&block);
+    *cl = nullptr;
+}

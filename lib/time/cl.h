@@ -36,4 +36,8 @@ extern const char* qt;          // "\"", for quoting texts in messages
 // met on the way keeps its position and any other gives 0xFFFFFFFF.
 uint32_t CL_X(const char* const* cl, const char* txt, char report, char mt);
 
+// Frees a text list built on the heap (every text and the array from MEM_AL) and sets *cl to
+// null; a null list: nothing. Runs while an error is pending.
+void CL_FR(char*** cl);
+
 #endif

@@ -44,7 +44,7 @@ TEST(Allow, ExactGapsAndRanges) {
         EXPECT_EQ(ALLOW_OK(cl, &sai) + ALLOW_OK(nullptr, &sai), ok);  // no list lets in no one
         EXPECT_FALSE(err_);
     }
-    ALLOW_FR(&cl);
+    CL_FR(&cl);
     for (const char* bad : {"10.0.0.300", "10.0.0.9...10.0.0.1", "10.0.~x", "a,", "10...~"}) {
         SCOPED_TRACE(bad);
         EXPECT_TRUE(!ALLOW_CL(bad) && ERR_S());

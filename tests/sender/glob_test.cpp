@@ -39,6 +39,6 @@ TEST(Glob, ListsTheRegularFilesASpecNames) {
         char** list = FSPEC_GLOB(r[0], &n);
         for (char** p = list; p && *p; p++) got += std::string(*p) + " ";
         EXPECT_EQ(got + std::to_string(n) + (list ? "" : " (null)"), r[1]);
-        GLOB_FR(&list);
+        CL_FR(&list);
     }
 }
