@@ -1,13 +1,8 @@
 // Console keyboard, with a pseudo-terminal and then a pipe as standard input. A call that blocks
 // is ended by the alarm, failing the test instead of hanging the run.
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstring>
 #include <pty.h>
-#include <unistd.h>
 
-#include "ut.h"
+#include "support/ut_test.h"
 
 // A typed key is seen (bytes written to the master arrive a little later), stays until getch
 // reads it, and the calls leave the terminal's settings as they found them. Without a terminal

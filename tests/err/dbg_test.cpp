@@ -2,12 +2,6 @@
 // errors left alone, failed writes, rotation and the error report. Lines end in CR LF: the file
 // layer's rule for a new file whose name has an extension. Tests that compare the file whole log
 // quietly and without time stamps (dbg_vd 0, dbg_tm_fmt null).
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <regex>
-#include <sys/stat.h>
-
 #include "support/ut_test.h"
 
 static std::string log_text(const char* name = "dbg.log") {

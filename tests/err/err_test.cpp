@@ -1,9 +1,4 @@
 // The error state: what a caller sees after raising, extending, clearing, saving and restoring.
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstring>
-
 #include "support/ut_test.h"
 
 // Ten one-digit pieces, to build a list longer than 49 pieces.

@@ -1,7 +1,7 @@
 // Running shell commands: what counts as a failure, how the error and the command line read, and
 // the files the runner leaves behind, for dash and bash as /bin/sh. Capture files are shared with
 // other processes, so their number is written "N" before comparing.
-#include "file/file_test.h"
+#include "support/ut_test.h"
 
 // t with the capture file's number made N; the file named there must be gone.
 static std::string norm(std::string t) {

@@ -1,10 +1,9 @@
 // The file record: lines and blocks read back exactly whatever the cache size, writes land on
 // disk byte for byte, positions and backward reads agree, and every failure reads as documented.
 // Caches of 1 to 3 bytes put every line end and block edge across a refill.
-#include <algorithm>
 #include <csignal>
 
-#include "file/file_test.h"
+#include "support/ut_test.h"
 
 static const uint16_t caches[] = {1, 2, 3, 65280};
 

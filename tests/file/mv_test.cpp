@@ -1,6 +1,6 @@
 // Moving, copying and backing up files: people's data must survive every failure, keep its mode
 // and time across file systems, and names must reach the shell fallbacks whole.
-#include "file/file_test.h"
+#include "support/ut_test.h"
 
 static bool there(const std::string& f) {
     return access(f.c_str(), F_OK) == 0;

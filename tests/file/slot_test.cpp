@@ -1,5 +1,5 @@
 // The fixed slots: each wrapper works on its own static record, and the openers refuse a busy one.
-#include "file/file_test.h"
+#include "support/ut_test.h"
 
 // Each slot writes a line with the piece-list writer and reads it back; an opener names its busy
 // slot; closing frees nothing (the records are static) and leaves the counters without a file.

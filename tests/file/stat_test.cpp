@@ -1,8 +1,6 @@
 // File status, modes and names: the answer of each test for each kind of file with the exact
 // negative messages, deleting and renaming with their refusals, the search path, name cutting.
-#include <cstdlib>
-
-#include "file/file_test.h"
+#include "support/ut_test.h"
 
 // Links are followed except by LINK_OK: a link to a file is a file, a dangling link nothing.
 // Columns: the answers of FILE_OK, DIR_OK, LINK_OK and ANY_FILE_OK, then FILE_OK's must message.

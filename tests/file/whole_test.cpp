@@ -1,6 +1,6 @@
 // Whole files by name: a buffer written in one call and read back whole, emptying, the line-end
 // guess with its memory by pointer.
-#include "file/file_test.h"
+#include "support/ut_test.h"
 
 // Truncating, appending, text length, zero bytes, a file larger than any cache: read back whole,
 // byte for byte, zero-ended. An empty text appends nothing; a null buffer does nothing at all.

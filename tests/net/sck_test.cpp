@@ -2,12 +2,10 @@
 // will not take more; the exact error texts; addresses as text; a client's reply read up to its
 // 0x0D.
 #include <arpa/inet.h>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <vector>
 
-#include "file/file_test.h"  // with_err, spit, and ut.h
+#include "support/ut_test.h"
 
 // A connected pair, the first end non-blocking, as the receiver makes its connections; the
 // test's process closes both at its end.

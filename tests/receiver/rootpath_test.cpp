@@ -1,10 +1,8 @@
 // Paths under --root: what may land below the root, what is refused and why; and which senders
 // --allow lets in.
-#include <gtest/gtest.h>
-
+#include "support/ut_test.h"
 #include "allow.h"
 #include "rootpath.h"
-#include "support/ut_test.h"
 
 // The directory relative to the root, or the refusal: leading "/" dropped, every way out or
 // every name that is no file name refused, control bytes shown escaped.

@@ -1,12 +1,7 @@
 // zast's pattern expansion: the shell's meaning of * and ? (with backtracking), hidden names,
 // and which directory entries a file-spec names, in which order.
-#include <gtest/gtest.h>
-
-#include <sys/stat.h>
-#include <tuple>
-
-#include "glob.h"
 #include "support/ut_test.h"
+#include "glob.h"
 
 TEST(Glob, MatchesAsTheShellDoes) {
     const std::tuple<const char*, const char*, char> rows[] = {

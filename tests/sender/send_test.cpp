@@ -1,11 +1,7 @@
 // The header zast sends and the destination directory it names: exact bytes, and the refusals
 // made before connecting for what the receiver could not take.
-#include <gtest/gtest.h>
-
-#include <tuple>
-
-#include "send.h"
 #include "support/ut_test.h"
+#include "send.h"
 
 TEST(Send, HeaderIsThreeFieldsEachEndedByCarriageReturn) {
     const std::string f256(256, 'n'), f257(257, 'n');

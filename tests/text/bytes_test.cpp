@@ -1,11 +1,8 @@
 // The byte tables, every entry against the rule it stands for: a slip in one entry of one table
 // shows only for that byte, in whatever number, match or message happens to meet it.
-#include <gtest/gtest.h>
-
 #include <cctype>
-#include <string>
 
-#include "ut.h"
+#include "support/ut_test.h"
 
 // Upper case changes a-z only; digit values 0-35 name their digit in v_c; word bytes are the
 // printable ones and 128-254, text bytes add blank and tab; a word byte or blank names itself, a

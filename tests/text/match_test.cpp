@@ -1,9 +1,5 @@
 // Text matching and search. Under AddressSanitizer string literals carry red zones, so a read
 // past a terminating zero fails these tests.
-#include <gtest/gtest.h>
-
-#include <cstring>
-
 #include "support/ut_test.h"
 
 static const uint16_t none = 65535;

@@ -1,9 +1,4 @@
 // Allocation, its failure message and trace, and the scratch ring.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <regex>
-
 #include "support/ut_test.h"
 
 #ifndef __SANITIZE_ADDRESS__

@@ -1,7 +1,5 @@
 // Text to numbers and back: the values, the exact messages and fault positions of the parsers at
 // every limit, and the scratch texts of the formatters, including while an error is pending.
-#include <gtest/gtest.h>
-
 #include "support/ut_test.h"
 
 namespace {

@@ -1,9 +1,5 @@
 // Heap and scratch strings: results, limits, and above all who owns what after each call. Run
 // under AddressSanitizer, a wrong free or a lost block fails these tests.
-#include <gtest/gtest.h>
-
-#include <cstring>
-
 #include "support/ut_test.h"
 
 // Cutting, padding and trimming, on their own texts.

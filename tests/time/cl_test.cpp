@@ -1,10 +1,5 @@
 // Text lists: positions counted over every value a list stands for (words, number ranges, time
 // ranges, file lines, the wildcard), the 32-bit limit, and the errors a reporting caller sees.
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <vector>
-
 #include "support/ut_test.h"
 
 static const uint32_t miss = 0xFFFFFFFF;

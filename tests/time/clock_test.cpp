@@ -1,14 +1,7 @@
 // The time layer: records moved and measured with the calendar's carries and its kept quirks,
 // ticks and sleeping, and the clock readings at moments set by the test.
-#include <gtest/gtest.h>
-
-#include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
-#include <string>
 #include <sys/time.h>
-#include <tuple>
 
 #include "support/ut_test.h"
 
