@@ -1,12 +1,6 @@
 // Time records as text and back: templates filled from records, texts read into records, month
 // names. Every record is built here, so no row depends on the time of day it runs at.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <tuple>
-
 #include "support/ut_test.h"
-#include "ut.h"
 
 // "2007-3-5 w2 14:5:9.7", with "?" for an unset field.
 static std::string fields(const UTMDF& t) {
@@ -99,13 +93,4 @@ TEST(TmText, MonthNamesAndTextsReadIntoRecords) {
         EXPECT_EQ(failed ? show(ERR_S()) : fields(t), want);
         EXPECT_EQ(fields(t), failed ? "?-?-? w? ?:?:?.?" : want);  // on an error nothing is stored
     }
-}
-
-// A null record is utm; a pending error leaves the record alone and formats as "?".
-TEST(TmText, NullRecordAndPendingError) {
-    utm = mon_14;
-    EXPECT_EQ(show(TM_S(nullptr, "00:00")), "14:05");
-    S_ERR("pending");
-    S_TM("12:00", &utm, 1, 0);
-    EXPECT_EQ(show(TM_S(&utm, "00:00")) + fields(utm), "?2007-3-5 w2 14:5:9.7");
 }
