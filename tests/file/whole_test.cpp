@@ -1,26 +1,6 @@
-// Whole files by name: a buffer written in one call and read back whole, emptying, the line-end
+// Whole files by name: reading and writing failures that name the file, emptying, the line-end
 // guess with its memory by pointer.
 #include "support/ut_test.h"
-
-// Truncating, appending, text length, zero bytes, a file larger than any cache: read back whole,
-// byte for byte, zero-ended. An empty text appends nothing; a null buffer does nothing at all.
-TEST(Whole, WriteThenReadBack) {
-    std::string big;
-    for (int i = 0; i < 200000; i++) big += static_cast<char>(i * 7 % 251);
-    const std::tuple<std::string, unsigned long, char, std::string> rows[] = {
-        {"abc", 3, 1, "abc"}, {"de", 2, 2, "abcde"},     {"xy", 0xFFFFFFFF, 0, "xy"},
-        {"zz", 0, 1, ""},     {big, big.size(), 1, big}, {"", 0xFFFFFFFF, 2, big}};
-    for (const auto& [bf, n, wtc, want] : rows) {
-        SCOPED_TRACE(want.substr(0, 8));
-        BF_FILE("f.bin", bf.c_str(), n, wtc);
-        unsigned long sz = 99;
-        char* got = FILE_BF("f.bin", &sz);
-        EXPECT_EQ(with_err(got ? std::string(got, sz + 1) : "<null>"), want + '\0' + " <null>");
-        MEM_FR(&got);
-    }
-    BF_FILE("none.bin", nullptr, 5, 1);
-    EXPECT_EQ(with_err(access("none.bin", F_OK)), "-1 <null>");
-}
 
 // Missing names and directories where files are expected fail, naming the file. Emptying with
 // create 1 makes a missing file; create 0 never creates and leaves what is no file alone.
