@@ -44,7 +44,6 @@ TEST(Allow, ExactGapsAndRanges) {
     }
     CL_FR(&cl);
     for (const char* bad : {"10.0.0.300", "10.0.0.9...10.0.0.1", "10.0.~x", "a,", "10...~"}) {
-        SCOPED_TRACE(bad);
-        EXPECT_TRUE(!ALLOW_CL(bad) && ERR_S());
+        EXPECT_TRUE(!ALLOW_CL(bad) && ERR_S()) << bad;
     }
 }

@@ -24,7 +24,6 @@ TEST(Send, DestinationIsTheSpecsDirectoryOrTheGivenOne) {
                              {"d//*.txt", nullptr, "d"},
                              {"d/x", "/tmp/in/", "/tmp/in"}};
     for (const auto& r : rows) {
-        SCOPED_TRACE(r[0]);
-        EXPECT_EQ(take(ZAST_DIR(r[0], r[1])), r[2]);
+        EXPECT_EQ(take(ZAST_DIR(r[0], r[1])), r[2]) << r[0];
     }
 }
