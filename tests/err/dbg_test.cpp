@@ -4,11 +4,6 @@
 // quietly and without time stamps (dbg_vd 0, dbg_tm_fmt null).
 #include "support/ut_test.h"
 
-static std::string log_text(const char* name = "dbg.log") {
-    std::ifstream f(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(f), {}};
-}
-
 // The first write empties the log; lines are stamped with the time read then; how pieces of
 // lines join (characters, and a line started after them), where blank lines fall, that a pending
 // error is logged and left pending, that a nested write is refused with the recursion message
@@ -33,7 +28,7 @@ TEST(Dbg, LinesStampsPausesPendingErrorRecursionAndEcho) {
     std::regex stamp("([01]\\d|2[0-3]):[0-5]\\d:[0-5]\\d ");
     EXPECT_EQ(std::regex_replace(testing::internal::GetCapturedStdout(), stamp, "T "),
               "T first\nT ab\nxy\nw\nz\n\nzimb:\n\a\a\aS_DBG_UT RECURSION:inner\n");
-    EXPECT_EQ(std::regex_replace(log_text(), stamp, "T "),
+    EXPECT_EQ(std::regex_replace(slurp("dbg.log"), stamp, "T "),
               "T first\r\nT ab\r\nxy\r\nw\r\nz\r\n\r\nzimb:\r\nDBGERR:disk on fire\r\nline\r\n"
               "DBGERR:disk on fire\r\npieces\r\n");
     EXPECT_STREQ(ERR_S(), "disk on fire");
@@ -58,7 +53,7 @@ TEST(Dbg, FailedWritesAndTracedTimeTexts) {
     dbg_log = "dbg.log", mem_al_dbg = 2, dbg_tm_fmt = "00:00:00 ";
     EXPECT_STREQ(TM_S(&t, "Weekday dd Month Year 12:00:00 PM"),
                  "Thursday 29 February 2024 1:05:09 PM");
-    EXPECT_NE(log_text().find("MEM_FR:pt="), std::string::npos);  // the trace did log
+    EXPECT_NE(slurp("dbg.log").find("MEM_FR:pt="), std::string::npos);  // the trace did log
 }
 
 // An error report with the caller's name, on standard error only when the echo has not shown
@@ -79,11 +74,11 @@ TEST(Dbg, ErrorDumpAndRotation) {
         EXPECT_EQ(testing::internal::GetCapturedStdout(), out);
         EXPECT_EQ(err_, 0);
     }
-    EXPECT_EQ(log_text(), "x [main]\r\nx [main]\r\n");  // 20 bytes
+    EXPECT_EQ(slurp("dbg.log"), "x [main]\r\nx [main]\r\n");  // 20 bytes
     dbg_log_mxsz = 22;
     S_DBG(""), S_DBG("new");  // 22 bytes stay; 27 pass the limit: backed up, then deleted
     S_DBG("z");
-    EXPECT_EQ(log_text("bk/dbg.log.0") + "|" + log_text(),
+    EXPECT_EQ(slurp("bk/dbg.log.0") + "|" + slurp("dbg.log"),
               "x [main]\r\nx [main]\r\n\r\nnew\r\n|z\r\n");
     // A log that cannot be written: the report falls back on the console and is cleared.
     dbg_log = ".", s_dbg_ut_callback = nullptr, S_ERR("y");
