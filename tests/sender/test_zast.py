@@ -70,7 +70,6 @@ class Zast(ZimbCase):
             (("small.bin", RECV_IP, "9600"), 1, closed),  # while waiting for the reply
             (("big.bin", RECV_IP, "9600"), 1, closed),  # while still sending
             (("small.bin", RECV_IP, "9599"), 1, "FAILED, connection refused"),
-            (("-d", "/missing", "small.bin", RECV_IP), 1, 'replied: Open error on "/missing/small.bin"'),
             (("small.bin", "10.99.0.1"), 1, "FAILED, no route to the receiving PC"),
             (("empty", RECV_IP), 1, "NOT SENT, the file is empty"),
             (("small.bin", "10.77.0"), 2, 'zast: bad ip address "10.77.0"'),
@@ -81,7 +80,7 @@ class Zast(ZimbCase):
                 rc, out, err = self.zast(*args)
                 self.assertEqual(rc, status, out + err)
                 self.assertIn(text, out if status == 1 else err)
-        self.assertEqual(self.zimb.read().count(":9500 -> "), 1)  # only the one to /missing
+        self.assertNotIn(":9500 -> ", self.zimb.read())  # none of these reached zimb
 
     def test_a_progress_line_on_a_terminal_only(self):
         self.net.slow("16mbit")  # 4 MiB take about 2 s
