@@ -80,8 +80,7 @@ class Options(ZimbCase):
             kib = dict(line.split(":", 1) for line in status)
             return int(kib["VmData"].split()[0]), int(kib["VmRSS"].split()[0])
 
-        before = transfers(50)
-        after = transfers(1000)
+        before, after = transfers(50), transfers(1000)
         # the sanitizer's quarantine holds freed blocks (32 KiB a transfer without --safe)
         kib = 4096 if b"__asan_init" in Path(zimbnet.ZIMB).read_bytes() else 256
         self.assertLess(after[0] - before[0], kib, (before, after))
