@@ -71,14 +71,15 @@ TEST(Str, JoinsOverTheLimitAndPendingErrorsLeaveStringsAlone) {
     MEM_FR(&base);
 }
 
-// Record buffers: fl_rc_mxs characters fit, one more is an overflow or a cut.
+// Record buffers: fl_rc_mxs characters fit (256 unless a program sets it), one more is an
+// overflow or a cut.
 TEST(Str, RecordCopyStopsAtTheRecordLimit) {
     char* rec = RCDF_AL();
-    std::string fits(fl_rc_mxs, 'f'), over(fl_rc_mxs + 1u, 'o');
+    std::string fits(256, 'f'), over(257, 'o');
     S_S(fits.c_str(), rec, 0), S_S(over.c_str(), rec, 0);  // the second writes nothing
     EXPECT_EQ(show(ERR_S()) + " " + rec, "S_S:Record overflow " + fits);
     S_S(over.c_str(), rec, 1);
-    EXPECT_EQ(rec, over.substr(0, fl_rc_mxs));
+    EXPECT_EQ(rec, over.substr(0, 256));
     S_S(nullptr, rec, 0);
     EXPECT_EQ(take(rec), "");
 }
