@@ -9,6 +9,7 @@ Run as root: python3 bench/net_bench.py --zimb build/release/zimb [--size-mib N]
 best time counts. It measures, never passes or fails; namespaces and files go at the end.
 """
 import argparse
+import contextlib
 import hashlib
 import os
 import select
@@ -25,6 +26,37 @@ from zimbnet import RECV_IP, Net, Zimb, header  # noqa: E402
 
 MIB = 1 << 20
 TIMEOUT = 600  # seconds any one step may take before the run is abandoned
+
+
+def parse_args(doc, *own):
+    # The options every benchmark takes (--zimb, --size-mib, --runs) and its own, as
+    # (name, add_argument keywords); points the harness at zimb and leaves, with the reason,
+    # where namespaces cannot be made.
+    parser = argparse.ArgumentParser(description=doc.split("\n")[0])
+    parser.add_argument("--zimb", required=True)
+    parser.add_argument("--size-mib", type=int, default=1024)
+    parser.add_argument("--runs", type=int, default=3, help="rounds of the large transfers")
+    for name, kw in own:
+        parser.add_argument(name, **kw)
+    args = parser.parse_args()
+    zimbnet.ZIMB = os.path.abspath(args.zimb)
+    why = zimbnet.namespaces_unavailable()
+    if why:
+        sys.exit(f"cannot run: {why}")
+    return args
+
+
+@contextlib.contextmanager
+def workspace(prefix="zimb-bench-"):
+    # A fresh folder under /tmp (the file system zimb receives on) and the list of clean-ups,
+    # run last first when the benchmark ends, however it ends.
+    top = tempfile.mkdtemp(prefix=prefix)
+    cleanups = [lambda: shutil.rmtree(top, True)]
+    try:
+        yield top, cleanups
+    finally:
+        for cleanup in reversed(cleanups):
+            cleanup()
 
 
 def make_file(path, size):
@@ -246,26 +278,12 @@ def small_transfers(top, count, cleanups):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("--zimb", required=True)
-    parser.add_argument("--size-mib", type=int, default=1024)
-    parser.add_argument("--transfers", type=int, default=500)
-    parser.add_argument("--runs", type=int, default=3, help="rounds of the large transfers")
-    parser.add_argument("--idle-s", type=float, default=10.0)
-    args = parser.parse_args()
-    zimbnet.ZIMB = os.path.abspath(args.zimb)
-    why = zimbnet.namespaces_unavailable()
-    if why:
-        sys.exit(f"cannot run: {why}")
-    top = tempfile.mkdtemp(prefix="zimb-bench-")  # /tmp: the file system zimb receives on
-    cleanups = [lambda: shutil.rmtree(top, True)]
-    try:
+    args = parse_args(__doc__, ("--transfers", {"type": int, "default": 500}),
+                      ("--idle-s", {"type": float, "default": 10.0}))
+    with workspace() as (top, cleanups):
         pid = large_transfers(top, args.size_mib * MIB, args.runs, cleanups)
         idle_cpu(pid, args.idle_s)
         small_transfers(top, args.transfers, cleanups)
-    finally:
-        for cleanup in reversed(cleanups):
-            cleanup()
 
 
 if __name__ == "__main__":

@@ -8,19 +8,15 @@
 Run as root: python3 bench/safe_bench.py --zimb build/release/zimb [--size-mib N] [--runs N]
 [--paced-mib N] [--rate-mib N]. It measures, never passes or fails; reuses net_bench's helpers.
 """
-import argparse
 import os
-import shutil
 import subprocess
 import sys
-import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import net_bench  # noqa: E402
 from net_bench import MIB, TIMEOUT, Receiver, cpu_seconds, make_file, quiet_disk  # noqa: E402
-from net_bench import sha1_of, time_listener, time_zimb  # noqa: E402
-import zimbnet  # noqa: E402
+from net_bench import parse_args, sha1_of, time_listener, time_zimb, workspace  # noqa: E402
 from zimbnet import RECV_IP, Net, Zimb, header  # noqa: E402
 
 PACER = """import socket, sys, time
@@ -116,20 +112,9 @@ def cpu_at_rate(top, rx, base, src, size, rate):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("--zimb", required=True)
-    parser.add_argument("--size-mib", type=int, default=1024)
-    parser.add_argument("--runs", type=int, default=3)
-    parser.add_argument("--paced-mib", type=int, default=512)
-    parser.add_argument("--rate-mib", type=int, default=100)
-    args = parser.parse_args()
-    zimbnet.ZIMB = os.path.abspath(args.zimb)
-    why = zimbnet.namespaces_unavailable()
-    if why:
-        sys.exit(f"cannot run: {why}")
-    top = tempfile.mkdtemp(prefix="zimb-bench-")
-    cleanups = [lambda: shutil.rmtree(top, True)]
-    try:
+    args = parse_args(__doc__, ("--paced-mib", {"type": int, "default": 512}),
+                      ("--rate-mib", {"type": int, "default": 100}))
+    with workspace() as (top, cleanups):
         src = os.path.join(top, "src.bin")
         print(f"making {args.size_mib} MiB of random bytes in {top} ...", flush=True)
         want = make_file(src, args.size_mib * MIB)
@@ -140,9 +125,6 @@ def main():
         with open(src, "r+b") as f:
             f.truncate(args.paced_mib * MIB)
         cpu_at_rate(top, rx, base, src, args.paced_mib * MIB, args.rate_mib)
-    finally:
-        for cleanup in reversed(cleanups):
-            cleanup()
 
 
 if __name__ == "__main__":

@@ -9,13 +9,9 @@ Run as root: python3 bench/zast_bench.py --zimb build/release/zimb --zast build/
 [--size-mib N] [--runs N]. Best of runs rounds (default 3); it measures, never passes or fails.
 The helpers (namespaces, zimb under a terminal, the timed nc runs) are bench/net_bench.py's.
 """
-import argparse
 import os
 import resource
-import shutil
 import subprocess
-import sys
-import tempfile
 import time
 
 import net_bench
@@ -99,21 +95,9 @@ def one_round(zast, top, base, rx, src, want, size):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("--zimb", required=True)
-    parser.add_argument("--zast", required=True)
-    parser.add_argument("--size-mib", type=int, default=1024)
-    parser.add_argument("--runs", type=int, default=3)
-    args = parser.parse_args()
-    zimbnet.ZIMB = os.path.abspath(args.zimb)
-    zast = os.path.abspath(args.zast)
-    why = zimbnet.namespaces_unavailable()
-    if why:
-        sys.exit(f"cannot run: {why}")
-    size = args.size_mib * MIB
-    top = tempfile.mkdtemp(prefix="zast-bench-")
-    cleanups = [lambda: shutil.rmtree(top, True)]
-    try:
+    args = net_bench.parse_args(__doc__, ("--zast", {"required": True}))
+    zast, size = os.path.abspath(args.zast), args.size_mib * MIB
+    with net_bench.workspace("zast-bench-") as (top, cleanups):
         src = os.path.join(top, "src.bin")
         print(f"making {args.size_mib} MiB of random bytes in {top} ...", flush=True)
         want = net_bench.make_file(src, size)
@@ -129,9 +113,6 @@ def main():
                   f"{' '.join(f'{t:.3f}' for t in all_runs)})")
         times, cpu = min(rounds, key=lambda r: r[0]["zast -> zimb"])
         print(f"  zast's CPU time in its best run: {cpu:.3f} s of {times['zast -> zimb']:.3f} s")
-    finally:
-        for cleanup in reversed(cleanups):
-            cleanup()
 
 
 if __name__ == "__main__":
