@@ -19,8 +19,10 @@ static void pair_up(int* sd) {
 // nothing, the 65,534-byte limit; no send routine sends or adds its name while an error is
 // pending; closing runs then too; a whole file goes as it is. A send that cannot proceed fails: a
 // peer that reads nothing blocks it (time-out 0: at the first EAGAIN), one that closed ends it,
-// without ending the process.
+// without ending the process. The debug log has a line for each send and each failed one; a
+// socket without an IP address shows "?".
 TEST(Sck, ReceiveAndSendExactBytes) {
+    sck_dbg = 1, dbg_vd = 0, dbg_tm_fmt = nullptr;
     int sd[2];
     pair_up(sd);
     char bf[16] = {};
@@ -63,6 +65,14 @@ TEST(Sck, ReceiveAndSendExactBytes) {
     close(sd[1]);
     EXPECT_EQ(BF_SCK(sd[0], "x", 1, &st, 0xffff), 0);
     EXPECT_TRUE(std::regex_match(with_err(st), std::regex("6 send \\(err #32:.*\\) \\[BF_SCK\\]")));
+    // The log's lines end in "\r\n"; our descriptor is cut out with its "sd=".
+    const std::string log = std::regex_replace(
+        slurp("dbg.log"), std::regex("\r|sd=" + std::to_string(sd[0]) + "/"), "");
+    EXPECT_EQ(log, "SCK_BLOCK:? block=0\nBF_SCK:?:OK\\x0D\nBF_SCK:?:!\nFILE_SCK:sd=? fnam=f\n"
+                   "BF_SCK:?:?\nDBGERR:pending\nSCK_CL:sd=" +
+                       std::to_string(spare) + "/?\nBF_SCK:?:" + std::string(256, 'x') +
+                       " ...\nBF_SCK:ERROR: ?:" + std::string(80, 'x') +
+                       " ...\nBF_SCK:?:x\nBF_SCK:ERROR: ?:x\n");
 }
 
 // What the peer sent, whether it then closed, the reply or the start of the error, the status.
