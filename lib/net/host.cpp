@@ -106,10 +106,10 @@ static const char* sock_ip(int32_t sd, char port, char keep, char peer) {
     if (sd < 0) return "?";
     char saved = err_;
     if (saved) PSH_ERR();
-    sockaddr_in sai;
+    sockaddr_in sai = {};  // a socket of another family fills less than this, or nothing
     const char* text = "?";
     sock_name(sd, &sai, peer);
-    if (!err_) text = SAI_IP(&sai, port, keep);
+    if (!err_ && sai.sin_family == AF_INET) text = SAI_IP(&sai, port, keep);
     if (!keep || saved) ERR_S();
     if (saved) POP_ERR();
     return text;
