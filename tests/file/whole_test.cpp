@@ -3,7 +3,8 @@
 #include "support/ut_test.h"
 
 // Missing names and directories where files are expected fail, naming the file. Emptying with
-// create 1 makes a missing file; create 0 never creates and leaves what is no file alone.
+// create 1 makes a missing file; create 0 never creates and leaves what is no file alone. A
+// file's lines copied into an open record take its line end.
 TEST(Whole, FailuresAndEmptying) {
     ASSERT_EQ(mkdir("d", 0755), 0);
     unsigned long sz = 99;
@@ -18,6 +19,12 @@ TEST(Whole, FailuresAndEmptying) {
     FILE_CLR("n.txt", 1);
     EXPECT_EQ(with_err(FILE_SZ("f.txt", 1)), "0 <null>");
     EXPECT_EQ(access("m.txt", F_OK) * 10 + access("n.txt", F_OK), -10);
+    FLDF* out = FL_OP("o.txt", 1, 1, 0, nullptr);  // lines copied end in CR LF, as out's do
+    FILE_WFP(spit("l.txt", "a\nb\r\n\nc"), out);
+    FILE_WFP("m.txt", out);
+    EXPECT_STREQ(ERR_S(), "Open error on \"m.txt\" [FILE_WFP]");
+    FL_CL(out, 1);
+    EXPECT_EQ(slurp("o.txt"), "a\r\nb\r\n\r\nc\r\n");
 }
 
 // The first CR or LF of the first 512 bytes decides; without either, the name does: ".sh" LF, a
