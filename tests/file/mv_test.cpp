@@ -60,22 +60,26 @@ TEST(Mv, AcrossAndOntoAFullFileSystem) {
 }
 
 // Directories and links go to the shell, which gets every name exactly as it is: blanks, ; & |
-// and the four bytes that still act inside its double quotes, $ ` " and the backslash.
+// and the four bytes that still act inside its double quotes, $ ` " and the backslash; so does
+// each directory FILE_CPD makes for a copy.
 TEST(Mv, ShellFallbacksKeepNamesWhole) {
     spit("t", "T");
     for (std::string m :
          {" ", "; touch pwned;", "$(touch pwned)", "`touch pwned`", "\"", "\\", "$HOME"}) {
         SCOPED_TRACE(m);
-        std::string d0 = "d" + m, d1 = "e" + m, l = "l" + m;
+        std::string d0 = "d" + m, d1 = "e" + m, l = "l" + m, deep = "./n" + m + "/n" + m + "/t";
         ASSERT_EQ(mkdir(d0.c_str(), 0777) | symlink("t", l.c_str()), 0);
         FILE_MV(d0.c_str(), d1.c_str());  // moved, yet judged as no regular file: kept so
         EXPECT_EQ(show(ERR_S()), "\"" + d1 + "\" is a dir (" + d0 + " -> " + d1 + ") [FILE_MV]");
         FILE_CP(l.c_str(), (l + "c").c_str());
         FILE_MV(l.c_str(), (l + "m").c_str());
-        EXPECT_TRUE(there(d1) && !there(d0) && LINK_OK((l + "c").c_str(), 0) &&
+        FILE_CPD("t", deep.c_str());
+        EXPECT_TRUE(there(d1) && !there(d0) && there(deep) && LINK_OK((l + "c").c_str(), 0) &&
                     LINK_OK((l + "m").c_str(), 0) && !there("pwned"))
             << show(ERR_S());
     }
+    FILE_CPD("t", "a/b/t");  // a first relative component is never made
+    EXPECT_EQ(show(ERR_S()), "Open error on \"a/b/t\" [BF_FILE] (t -> a/b/t) [FILE_CP] [FILE_CPD]");
 }
 
 // Backups form a ring with one gap, which marks the oldest place: after each backup, its name,
