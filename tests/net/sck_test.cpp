@@ -19,8 +19,8 @@ static void pair_up(int* sd) {
 // nothing, the 65,534-byte limit; no send routine sends or adds its name while an error is
 // pending; closing runs then too; a whole file goes as it is. A send that cannot proceed fails: a
 // peer that reads nothing blocks it (time-out 0: at the first EAGAIN), one that closed ends it,
-// without ending the process. The debug log has a line for each send and each failed one; a
-// socket without an IP address shows "?".
+// without ending the process. Lingering is switched on with its time. The debug log has a line
+// for each send, failed send and setting; a socket without an IP address shows "?".
 TEST(Sck, ReceiveAndSendExactBytes) {
     sck_dbg = 1, dbg_vd = 0, dbg_tm_fmt = nullptr;
     int sd[2];
@@ -34,6 +34,11 @@ TEST(Sck, ReceiveAndSendExactBytes) {
     EXPECT_EQ(B_SCK(sd[0], 0, &st) + S_SCK(sd[0], "!", &st, 0xffff), 2);
     EXPECT_EQ(FILE_SCK(sd[0], spit("f", "?"), &st, 0xffff), 1);
     EXPECT_EQ(SM_SCK(sd[0], &st, 0xffff, nullptr, nullptr), 1);
+    SCK_LINGER(sd[0], 1);
+    linger l = {};
+    socklen_t size = sizeof l;
+    getsockopt(sd[0], SOL_SOCKET, SO_LINGER, &l, &size);
+    EXPECT_EQ(l.l_onoff * 10 + l.l_linger, 11);
     std::string half(32767, 'a'), more(32768, 'b');
     EXPECT_EQ(with_err(SM_SCK(sd[0], &st, 0xffff, half.c_str(), more.c_str(), nullptr)),
               "0 String overflow [SM_SCK]");
@@ -69,7 +74,7 @@ TEST(Sck, ReceiveAndSendExactBytes) {
     const std::string log = std::regex_replace(
         slurp("dbg.log"), std::regex("\r|sd=" + std::to_string(sd[0]) + "/"), "");
     EXPECT_EQ(log, "SCK_BLOCK:? block=0\nBF_SCK:?:OK\\x0D\nBF_SCK:?:!\nFILE_SCK:sd=? fnam=f\n"
-                   "BF_SCK:?:?\nDBGERR:pending\nSCK_CL:sd=" +
+                   "BF_SCK:?:?\nSCK_LINGER:? tmo=1\nDBGERR:pending\nSCK_CL:sd=" +
                        std::to_string(spare) + "/?\nBF_SCK:?:" + std::string(256, 'x') +
                        " ...\nBF_SCK:ERROR: ?:" + std::string(80, 'x') +
                        " ...\nBF_SCK:?:x\nBF_SCK:ERROR: ?:x\n");
@@ -120,6 +125,8 @@ TEST(Host, ListeningAndAddressTexts) {
 TEST(Host, SystemCallFailuresNameTheRoutineOnce) {
     SCK_BLOCK(99, 0);
     EXPECT_EQ(show(ERR_S()), "SCK_BLOCK:fcntl (err #9:" + show(strerror(9)) + ")");
+    SCK_LINGER(99, 0);
+    EXPECT_EQ(show(ERR_S()), "SCK_LINGER:setsockopt (err #9:" + show(strerror(9)) + ")");
     fl_rc_mxs = 1;  // no host name fits
     std::vector<sockaddr_in> hsa(sck_host_mxc);
     SCK_HOST_INFO(nullptr, hsa.data(), nullptr, nullptr);
