@@ -102,6 +102,25 @@ TEST(Conn, ReplyIsReadUpToItsCarriageReturn) {
     }
 }
 
+// A connection that the listener's full queue leaves unanswered, and a send that the peer never
+// reads, give up after their time-outs with the status and what was sent.
+TEST(Conn, ConnectAndSendGiveUpAfterTheirTimeOuts) {
+    sockaddr_in sai = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    int32_t listener = HOST_SAI_SD(&sai, 1);
+    SD_SAI(listener, &sai);
+    listen(listener, 0);  // room for one connection now, never accepted
+    uint8_t st = 99;
+    int32_t first = SAI_CONN(&sai, 1, &st);
+    EXPECT_EQ(with_err(SAI_CONN(&sai, 1, &st)),
+              "-1 SAI_CONN:connect timed out after 1 s (127.0.0.1:" +
+                  std::to_string(ntohs(sai.sin_port)) + ") [SAI_CONN]");
+    EXPECT_EQ(st, sck_st_tmo);
+    std::vector<char> big(8 << 20, 'x');
+    EXPECT_EQ(BF_SCK_N(first, big.data(), big.size(), &st, 1), 0);
+    EXPECT_TRUE(std::regex_match(with_err(st), std::regex("10 BF_SCK_N:send timed out after 1 s "
+                                                          "\\(sent [1-9][0-9]* of 8388608\\)")));
+}
+
 // A listening socket on a taken port: -1 and the address in the text. Address texts: the
 // report flag decides whether a bad address raises; a socket without a peer reads "?", raised
 // only when asked, a pending error left as it was.
