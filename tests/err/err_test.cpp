@@ -25,7 +25,7 @@ TEST(Err, EveryChangeOfTheStateLeavesItsExactText) {
         {[] { SM_ERRA(TEN, TEN, TEN, TEN, TEN, TEN, nullptr); },
          "old0123456789012345678901234567890123456789012345678"},
         // The trail, and what RTN_ERR answers; appending revives the cleared text.
-        {[] { S_ERR("x"), S_ERRA(RTN_ERR("S_CP") && RTN_ERR("S_RP") ? "=1" : "=0"); },
+        {[] { S_ERR("x"), S_ERRA(RTN_ERR("S_CP") + RTN_ERR("S_RP") == 2 ? "=1" : "=0"); },
          "x [S_CP] [S_RP]=1"},
         {[] { S_ERRA(RTN_ERR("MAIN") ? "=1" : nullptr); }, "old"},
         {[] { S_ERRA(" more"); }, "old more"}, {[] { SM_ERRA(nullptr, "x", nullptr); }, "<null>"},

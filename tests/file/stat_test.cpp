@@ -20,6 +20,8 @@ TEST(Stat, AnswersAndRefusals) {
     spit("d/in", "x");
     UTMDF ut;
     const std::pair<std::function<long long()>, const char*> rows[] = {
+        {[] { return FILE_OK("f", 1) + DIR_OK("d", 1) + LINK_OK("lm", 1) + ANY_FILE_OK("d", 1); },
+         "4 <null>"},  // each answers exactly 1
         {[] { return DIR_OK("f", 1); }, "0 \"f\" is not dir"},
         {[] { return DIR_OK("m", 1); }, "0 Dir \"m\" not found"},
         {[] { return LINK_OK("f", 1); }, "0 Link \"f\" not found"},
