@@ -110,19 +110,6 @@ TEST(Fl, BadRecordsAndOpenFailures) {
     EXPECT_EQ(slurp("f.txt") + slurp("w.txt"), "x\nabX");
 }
 
-// Lines, bytes and pieces land byte for byte through a one-byte cache; FL_P counts what was
-// written, ln the lines; an append record counts from 0 and keeps what was there.
-TEST(Fl, WritesLandExactly) {
-    fl_cache_mxs = 1;
-    FLDF* fd = FL_OP(spit("w.txt", "old\n"), 2, 1, 0, nullptr);
-    S_FL(fd, "one");
-    B_FL(fd, '?');
-    SM_FL(fd, "a", "", "bc", nullptr);
-    EXPECT_EQ(std::to_string(FL_P(fd)) + "/" + std::to_string(fd->ln), "11/2");
-    FL_CL(fd, 1);
-    EXPECT_EQ(with_err(slurp("w.txt")), "old\none\r\n?abc\r\n <null>");
-}
-
 // Closing a written script or extension-less file makes it executable, even with an error
 // pending, which stays as it was; other names, and files only read ("prog"), keep their mode.
 TEST(Fl, CloseMakesScriptsExecutable) {

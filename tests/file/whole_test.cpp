@@ -4,7 +4,8 @@
 
 // Missing names and directories where files are expected fail, naming the file. Emptying with
 // create 1 makes a missing file; create 0 never creates and leaves what is no file alone. A
-// file's lines copied into an open record take its line end.
+// file's lines copied into an open record take its line end; an append record counts what it
+// wrote from 0.
 TEST(Whole, FailuresAndEmptying) {
     ASSERT_EQ(mkdir("d", 0755), 0);
     unsigned long sz = 99;
@@ -19,12 +20,15 @@ TEST(Whole, FailuresAndEmptying) {
     FILE_CLR("n.txt", 1);
     EXPECT_EQ(with_err(FILE_SZ("f.txt", 1)), "0 <null>");
     EXPECT_EQ(access("m.txt", F_OK) * 10 + access("n.txt", F_OK), -10);
-    FLDF* out = FL_OP("o.txt", 1, 1, 0, nullptr);  // lines copied end in CR LF, as out's do
+    fl_cache_mxs = 1;  // every write crosses the cache's end
+    FLDF* out = FL_OP(spit("o.txt", "old\n"), 2, 1, 0, nullptr);  // appending CR LF lines
     FILE_WFP(spit("l.txt", "a\nb\r\n\nc"), out);
+    B_FL(out, '?'), SM_FL(out, "x", "", "yz", nullptr);
+    EXPECT_EQ(FL_P(out) * 100 + out->ln, 1705u);
     FILE_WFP("m.txt", out);
     EXPECT_STREQ(ERR_S(), "Open error on \"m.txt\" [FILE_WFP]");
     FL_CL(out, 1);
-    EXPECT_EQ(slurp("o.txt"), "a\r\nb\r\n\r\nc\r\n");
+    EXPECT_EQ(slurp("o.txt"), "old\na\r\nb\r\n\r\nc\r\n?xyz\r\n");
 }
 
 // The first CR or LF of the first 512 bytes decides; without either, the name does: ".sh" LF, a
