@@ -34,28 +34,6 @@ TEST(Dbg, LinesStampsPausesPendingErrorRecursionAndEcho) {
     EXPECT_STREQ(ERR_S(), "disk on fire");
 }
 
-// A log that cannot be written leaves its error pending, with the line; under allocation
-// tracing the traced call fails with it, once, without tracing the report. Every traced
-// allocation stamps its log line with TM_S, also while an outer TM_S is half-way through its
-// own pieces: the outer text must come out as it does untraced.
-TEST(Dbg, FailedWritesAndTracedTimeTexts) {
-    dbg_vd = 0, dbg_tm_fmt = nullptr;
-    mkdir("logdir", 0755);
-    dbg_log = "logdir", S_DBG_UT(1, 1, "lost");
-    EXPECT_STREQ(ERR_S(), "Open error on \"logdir\" [BF_FILE] [S_FILE] txt=lost");
-    dbg_log = "missing/dbg.log", mem_al_dbg = 2;
-    EXPECT_EQ(S_CP("abc"), nullptr);  // and no leak under ASan
-    std::regex want("Open error on \"missing/dbg.log\" \\[BF_FILE\\] \\[S_FILE\\] "
-                    "txt=MEM_AL:pt=[0-9a-f]+ cnt=1 \\[S_CP\\]");
-    EXPECT_TRUE(std::regex_match(show(ERR_S()), want)) << err_msg;
-    EXPECT_EQ(take(S_CP("again")), "again");  // reported once: tracing goes on counting only
-    const UTMDF t = {2024, 2, 29, 5, 13, 5, 9, 7};
-    dbg_log = "dbg.log", mem_al_dbg = 2, dbg_tm_fmt = "00:00:00 ";
-    EXPECT_STREQ(TM_S(&t, "Weekday dd Month Year 12:00:00 PM"),
-                 "Thursday 29 February 2024 1:05:09 PM");
-    EXPECT_NE(slurp("dbg.log").find("MEM_FR:pt="), std::string::npos);  // the trace did log
-}
-
 // An error report with the caller's name, on standard error only when the echo has not shown
 // it (on the console when the log cannot be written); the error is cleared. The log is backed up
 // and restarted after the write that passes its limit.
