@@ -55,13 +55,15 @@ TEST(Stat, AnswersAndRefusals) {
     EXPECT_EQ(ut.wday * 1000000 + ut.hour * 10000 + ut.minute * 100 + ut.second + ut.ms, 1140709);
 }
 
-// The path is walked in order, passing over missing entries and directories of the same name.
+// The path is walked in order, passing over missing entries and directories of the same name; a
+// name with a "/" is looked at where it says, and a directory there is no find either.
 TEST(Stat, FindFileWalksThePath) {
     ASSERT_EQ(mkdir("p1", 0755) | mkdir("p2", 0755) | mkdir("p1/tool", 0755), 0);
     spit("p2/tool", "x");
     setenv("PATH", "none:p1:p2/", 1);
     EXPECT_EQ(take(FIND_FILE("tool", 1)), "p2/tool");
     EXPECT_EQ(with_err(take(FIND_FILE("nope", 1))), "<null> \"nope\" not found in path");
+    EXPECT_EQ(with_err(take(FIND_FILE("p1/tool", 1))), "<null> \"p1/tool\" not found in path");
 }
 
 // Directory (without, with its "/"), name, extension, name with ".bak", name less extension.
