@@ -132,17 +132,14 @@ TEST(Clock, SwitchesAndDaylightSaving) {
     }
 }
 
-// The published time constants. Ticks: intervals absorb the 32-bit wrap and truncate in each
-// coarser unit; an end of 0xFFFFFFFF measures up to now. The clock record is localtime's, its
-// millisecond only ever 0-255, or 999 across a second boundary. Setting the clock always fails with
-// the routine's name; a pending error turns the calendar operations into no-ops and the elapsed
-// ones into 0x7fffffff and its quotients.
+// Ticks: intervals absorb the 32-bit wrap and truncate in each coarser unit; an end of 0xFFFFFFFF
+// measures up to now. The clock record is localtime's, its millisecond only ever 0-255, or 999
+// across a second boundary. Setting the clock always fails with the routine's name; a pending
+// error turns the calendar operations into no-ops and the elapsed ones into 0x7fffffff and its
+// quotients.
 TEST(Clock, TicksTheClockRecordAndPendingErrors) {
     EXPECT_EQ((std::array<uint32_t, 3>{EL_MS(0xFFFFFFF0, 0x10), EL_MS(5, 3), EL_HOURS(0, 7199999)}),
               (std::array<uint32_t, 3>{0x20, 0xFFFFFFFE, 1}));
-    EXPECT_EQ((std::array<uint32_t, 7>{year_secs, min_secs, min_ms, hour_secs, hour_ms, day_secs,
-                                       day_ms}),
-              (std::array<uint32_t, 7>{31536000, 60, 60000, 3600, 3600000, 86400, 86400000}));
     TIC_TRANS();
     uint32_t start = TIC_C();
     SLEEP_MS(30);
